@@ -1,0 +1,43 @@
+# Shared build settings of every orv library, test, benchmark and tool.
+
+# Warnings apply to our own code only; they travel through this target,
+# never through the installed package.
+add_library(orv_warnings INTERFACE)
+target_compile_options(orv_warnings INTERFACE -Wall -Wextra -Wpedantic -Werror)
+
+if(ORV_SANITIZER STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+elseif(ORV_SANITIZER STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT ORV_SANITIZER STREQUAL "")
+  message(FATAL_ERROR "ORV_SANITIZER must be empty, 'address' or 'thread', not '${ORV_SANITIZER}'")
+endif()
+
+# orv_add_library(<name> SOURCES <files...> [DEPENDS <targets...>] [PRIVATE_DEPENDS <targets...>])
+#
+# Builds the shared library liborv_<name>.so from the sources in the calling
+# directory, with public headers under ./include, the alias orv::<name>, and
+# install rules into the exported orv_action package.
+function(orv_add_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+  set(target orv_${name})
+  add_library(${target} SHARED ${ARG_SOURCES})
+  add_library(orv::${name} ALIAS ${target})
+  set_target_properties(${target} PROPERTIES
+    EXPORT_NAME ${name}
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_DEPENDS} $<BUILD_INTERFACE:orv_warnings>)
+  install(TARGETS ${target} EXPORT orv_actionTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/include)
+    install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  endif()
+endfunction()

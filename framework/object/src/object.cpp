@@ -1,0 +1,31 @@
+#include "orv/object/object.hpp"
+
+#include <sstream>
+#include <stdexcept>
+
+namespace orv::object {
+
+Object::~Object() = default;
+
+void Object::Set(Object const& value) {
+  std::ostringstream message;
+  char const* to = TypeName(typeNameId_);
+  char const* from = TypeName(value.GetTypeNameId());
+  message << "Cannot set an object of type '" << (to ? to : "(unregistered)") << "' from one of type '"
+          << (from ? from : "(unregistered)") << "'";
+  throw std::logic_error(message.str());
+}
+
+namespace detail {
+
+void ThrowBadCast(hash::MurmurThree32 const& from, char const* to) {
+  // A null type name fails the stream, which then drops everything after the
+  // opening quote: the truncated message is intended.
+  std::ostringstream message;
+  message << "Failed to cast the runtime object from '" << Object::TypeName(from) << "' to a '" << to << "'";
+  throw BadCast(message.str());
+}
+
+}  // namespace detail
+
+}  // namespace orv::object
