@@ -8,8 +8,8 @@ namespace {
 
 TEST(ActionId, TheFirstActionOfAProcessIsZeroAndTheNextOne) {
   auto const first = MakeShared<testing::RecordingAction>();
-  auto const second = MakeShared<testing::RecordingAction>(
-      Action::Observables{std::make_shared<observable::Observable const>(1)});
+  auto const second =
+      MakeShared<testing::RecordingAction>(Action::Observables{std::make_shared<observable::Observable const>(1)});
   EXPECT_EQ(first->GetId(), 0U);
   EXPECT_EQ(second->GetId(), 1U);
 }

@@ -2,8 +2,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 #include <iostream>
+#include <memory>
 #include <thread>
 
 #include "orv/action/action.hpp"

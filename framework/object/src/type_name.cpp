@@ -31,8 +31,8 @@ constexpr std::array<Entry, kBuiltInCount> MakeBuiltIns() {
 constexpr std::array<Entry, kBuiltInCount> kBuiltIns = MakeBuiltIns();
 
 char const* FindBuiltIn(std::uint32_t id) noexcept {
-  auto const it =
-      std::lower_bound(kBuiltIns.begin(), kBuiltIns.end(), id, [](Entry const& e, std::uint32_t v) { return e.id < v; });
+  auto const it = std::lower_bound(kBuiltIns.begin(), kBuiltIns.end(), id,
+                                   [](Entry const& e, std::uint32_t v) { return e.id < v; });
   return it != kBuiltIns.end() && it->id == id ? it->name : nullptr;
 }
 

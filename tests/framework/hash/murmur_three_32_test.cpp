@@ -53,9 +53,7 @@ TEST(MurmurThree32, HighByteInsideABlockDiffersFromTheReference) {
   EXPECT_NE(0xB29BEF51U, 0x94E4C177U);  // the reference hash of the same bytes
 }
 
-TEST(MurmurThree32, HighByteInTheTailIsTheReference) {
-  EXPECT_EQ(MurmurThree32("abcd\x80").GetValue(), 0xD8167DADU);
-}
+TEST(MurmurThree32, HighByteInTheTailIsTheReference) { EXPECT_EQ(MurmurThree32("abcd\x80").GetValue(), 0xD8167DADU); }
 
 TEST(MurmurThree32, BytesAreLeastSignificantFirst) {
   MurmurThree32 const id("orv.meta.data.Zone");

@@ -19,8 +19,8 @@ class OtherEvent : public meta::data::Event {
  public:
   static constexpr char const* kTypeName = "orv.test.OtherEvent";
   OtherEvent()
-      : Event(object::TypeIdOf<OtherEvent>, "other", "motion", "category", meta::data::TimePoint(), meta::data::Objects{}) {
-  }
+      : Event(object::TypeIdOf<OtherEvent>, "other", "motion", "category", meta::data::TimePoint(),
+              meta::data::Objects{}) {}
 };
 
 }  // namespace orv::observable::testing

@@ -36,8 +36,8 @@ class MurmurThree32 {
     for (std::size_t block = 0; block < blocks; ++block) {
       std::uint32_t k = 0;
       for (std::size_t byte = 0; byte < 4; ++byte) {
-        auto const widened = static_cast<std::uint32_t>(
-            static_cast<std::int32_t>(static_cast<signed char>(text[block * 4 + byte])));
+        auto const widened =
+            static_cast<std::uint32_t>(static_cast<std::int32_t>(static_cast<signed char>(text[block * 4 + byte])));
         k |= widened << (8 * byte);
       }
       h ^= Mix(k);
@@ -65,8 +65,8 @@ class MurmurThree32 {
     h ^= h >> 13;
     h *= 0xc2b2ae35U;
     h ^= h >> 16;
-    return Data{static_cast<std::uint8_t>(h), static_cast<std::uint8_t>(h >> 8),
-                static_cast<std::uint8_t>(h >> 16), static_cast<std::uint8_t>(h >> 24)};
+    return Data{static_cast<std::uint8_t>(h), static_cast<std::uint8_t>(h >> 8), static_cast<std::uint8_t>(h >> 16),
+                static_cast<std::uint8_t>(h >> 24)};
   }
 
   // The untyped id: all four bytes zero.
@@ -89,9 +89,7 @@ class MurmurThree32 {
   }
 
  private:
-  static constexpr std::uint32_t RotateLeft(std::uint32_t x, int r) noexcept {
-    return (x << r) | (x >> (32 - r));
-  }
+  static constexpr std::uint32_t RotateLeft(std::uint32_t x, int r) noexcept { return (x << r) | (x >> (32 - r)); }
   static constexpr std::uint32_t Mix(std::uint32_t k) noexcept {
     k *= 0xcc9e2d51U;
     k = RotateLeft(k, 15);
@@ -108,7 +106,5 @@ MurmurThree32 Hash(char const* text) noexcept;
 
 template <>
 struct std::hash<orv::hash::MurmurThree32> {
-  constexpr std::size_t operator()(orv::hash::MurmurThree32 const& id) const noexcept {
-    return id.GetValue();
-  }
+  constexpr std::size_t operator()(orv::hash::MurmurThree32 const& id) const noexcept { return id.GetValue(); }
 };

@@ -1,0 +1,98 @@
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "orv/action/action.hpp"
+#include "orv/arm/state.hpp"
+
+namespace {
+
+using orv::meta::data::Event;
+
+// The work both paths do per call: read the event and count it.
+struct Work {
+  void operator()(Event const& event) const { sum += event.GetId() + 1; }
+  std::uint64_t& sum;
+};
+
+class CountingAction : public orv::action::Action {
+ public:
+  explicit CountingAction(std::uint64_t& sum) : Action(orv::hash::MurmurThree32("orv.bench.Counting"), {}), work_{sum} {}
+  Result Execute(std::shared_ptr<Event const> event) const override {
+    work_(*event);
+    return {};
+  }
+
+ private:
+  Work work_;
+};
+
+std::shared_ptr<Event> MakeEvent() {
+  return std::make_shared<Event>("bench", "motion", "category",
+                                 orv::meta::data::TimePoint(std::chrono::seconds(1700000000)),
+                                 orv::meta::data::Objects{});
+}
+
+// One event through Publish, the event adaptor, the armed-state gate and
+// Execute, to every one of `range(0)` armed actions.
+void BM_PublishToArmedActions(benchmark::State& state) {
+  orv::arm::SetState(1);
+  std::uint64_t sum = 0;
+  auto const source = std::make_shared<orv::observable::Observable>(1);
+  std::vector<std::shared_ptr<CountingAction>> actions;
+  for (int i = 0; i < state.range(0); ++i) {
+    actions.push_back(orv::action::MakeShared<CountingAction>(sum));
+    actions.back()->AddObservable(source);
+  }
+  auto const event = MakeEvent();
+  for (auto _ : state) {
+    source->Publish(event);
+  }
+  benchmark::DoNotOptimize(sum);
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+  orv::arm::SetState(0);
+}
+BENCHMARK(BM_PublishToArmedActions)->Arg(1)->Arg(10);
+
+// The floor: the same work called directly through a std::function of the
+// action side's event-callback type (the event pointer by value, as every
+// subscriber receives it), once per subscriber.
+void BM_DirectFunctionCall(benchmark::State& state) {
+  std::uint64_t sum = 0;
+  std::vector<std::function<void(std::shared_ptr<Event const>)>> calls(
+      static_cast<std::size_t>(state.range(0)),
+      [work = Work{sum}](std::shared_ptr<Event const> event) { work(*event); });
+  std::shared_ptr<Event const> const event = MakeEvent();
+  for (auto _ : state) {
+    for (auto const& call : calls) {
+      call(event);
+    }
+  }
+  benchmark::DoNotOptimize(sum);
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_DirectFunctionCall)->Arg(1)->Arg(10);
+
+// For reference: the same with the event passed by reference, which no
+// subscriber that may keep the event can be given.
+void BM_DirectFunctionCallByReference(benchmark::State& state) {
+  std::uint64_t sum = 0;
+  std::vector<std::function<void(std::shared_ptr<Event const> const&)>> calls(
+      static_cast<std::size_t>(state.range(0)),
+      [work = Work{sum}](std::shared_ptr<Event const> const& event) { work(*event); });
+  std::shared_ptr<Event const> const event = MakeEvent();
+  for (auto _ : state) {
+    for (auto const& call : calls) {
+      call(event);
+    }
+  }
+  benchmark::DoNotOptimize(sum);
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_DirectFunctionCallByReference)->Arg(1)->Arg(10);
+
+}  // namespace
