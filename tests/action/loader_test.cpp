@@ -8,6 +8,7 @@
 
 #include "echo.hpp"
 #include "orv/action/action.hpp"
+#include "orv/action/registry.hpp"
 #include "orv/arm/state.hpp"
 #include "orv/system/library_path.hpp"
 
@@ -70,6 +71,16 @@ TEST(Loader, LoadsThePlugInsNextToTheLibraryOnlyAndOnlyWhenAsked) {
   arm::SetState(0);
   EXPECT_EQ(std::static_pointer_cast<test::Echo const>(action)->GetExecutedNames(),
             (std::vector<std::string>{"hello", "published"}));
+
+  // The plug-in's type lists the three common schemas.
+  {
+    auto const map = registry::Get().GetMap();
+    auto const schemas = map->at(kEcho).GetSchemas();
+    ASSERT_EQ(schemas.size(), 3U);
+    EXPECT_EQ(schemas[0].GetProperty()->GetName(), "name");
+    EXPECT_EQ(schemas[1].GetProperty()->GetName(), "observables");
+    EXPECT_EQ(schemas[2].GetProperty()->GetName(), "always_trigger");
+  }
 
   // Loading again is harmless.
   plugin::Loader const again(true);

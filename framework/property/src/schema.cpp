@@ -11,4 +11,10 @@ void Schema::Bind(std::shared_ptr<Property> property, std::shared_ptr<void> owne
   binder_(std::move(property), std::move(owner), direction);
 }
 
+std::shared_ptr<Property> Schema::Instantiate(std::shared_ptr<void> owner, context::Direction direction) const {
+  std::shared_ptr<Property> property = property_->Clone();
+  Bind(property, std::move(owner), direction);
+  return property;
+}
+
 }  // namespace orv::property
