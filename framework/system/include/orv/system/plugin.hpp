@@ -30,7 +30,9 @@ struct Report {
 // crashes are reported in `failed`, as is a directory that cannot be read.
 // Each file is first tried in a short-lived child process, because the
 // dynamic loader cannot pass an exception out of an initialiser: it would end
-// this process. Meant for start-up, before other threads load libraries.
+// this process. Initialisers therefore run once in that child too, and must
+// have no effect outside their process (registering types is what they are
+// for). Meant for start-up, before other threads load libraries.
 Report LoadAll(std::string const& prefix, std::vector<boost::filesystem::path> const& directories);
 
 }  // namespace orv::system::plugin
