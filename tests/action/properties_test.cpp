@@ -21,16 +21,23 @@ using ObservablePtr = std::shared_ptr<observable::Observable const>;
 
 hash::MurmurThree32 const kObservableId("orv.observable.Observable");
 
-// A concrete type with one schema of its own, registered like a plug-in's.
+// A concrete type with one schema of its own, registered like a plug-in's: its
+// value lives in the action and is reached through accessors of the action.
 class Configurable : public test::Probe {
  public:
   static constexpr char const* kTypeName = "orv.test.properties.Configurable";
   static std::vector<Schema> GetSchemas() { return properties::Make({MakeOwnSchema()}); }
   Configurable() : Probe(hash::MurmurThree32(kTypeName)) {}
 
-  static Schema MakeOwnSchema() {
-    auto binder = [](std::shared_ptr<property::Property>, std::shared_ptr<void>, property::context::Direction) {};
-    return Schema(std::make_shared<property::Primitive<std::string>>("recipient", "", "Who gets the mail", ""), binder);
+  static Schema MakeOwnSchema() { return Schema("recipient", &SetRecipient, &GetRecipient, "Who gets the mail"); }
+
+  std::string recipient;
+
+ private:
+  // The host binds properties to the action as an Action.
+  static std::string GetRecipient(Action const* action) { return static_cast<Configurable const*>(action)->recipient; }
+  static void SetRecipient(Action* action, std::string recipient) {
+    static_cast<Configurable*>(action)->recipient = std::move(recipient);
   }
 };
 
@@ -124,6 +131,15 @@ class EndToEnd : public testing::Test {
 };
 
 TEST_F(EndToEnd, BindingTowardsTheActionPushesTheTemplateValue) { EXPECT_EQ(action_->GetName(), ""); }
+
+TEST_F(EndToEnd, ATypesOwnSchemaReachesItsAction) {
+  auto const& schemas = registry::Get().GetMap()->at(hash::MurmurThree32(Configurable::kTypeName)).GetSchemas();
+  auto const recipient = schemas.at(0).Instantiate(action_, property::context::Direction::FromOwner);
+  recipient->Set(object::Primitive<std::string>("guard@example.org"));
+  EXPECT_EQ(std::static_pointer_cast<Configurable>(action_)->recipient, "guard@example.org");
+  std::static_pointer_cast<Configurable>(action_)->recipient = "desk@example.org";
+  EXPECT_EQ(static_cast<property::Primitive<std::string> const&>(recipient->GetObject()).Get(), "desk@example.org");
+}
 
 TEST_F(EndToEnd, ConfiguresTheActionAndGatesItsEvents) {
   name_->Set(object::Primitive<std::string>("front door"));
