@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -12,6 +13,7 @@
 #include "orv/hash/murmur_three_32.hpp"
 #include "orv/meta/data/event.hpp"
 #include "orv/observable/observable.hpp"
+#include "orv/type/bad_cast.hpp"
 
 namespace orv::action {
 
@@ -77,6 +79,35 @@ class ORV_ACTION_API Action : public std::enable_shared_from_this<Action> {
   // always or the device is armed, an empty result otherwise.
   Result Process(std::shared_ptr<meta::data::Event const> event) const;
 
+  // Runs Execute once, bypassing the armed-state gate, on a new event named
+  // `text` of type "test" and category "test_category", stamped now and
+  // carrying no objects.
+  Result Test(std::string text) const;
+
+  // The audit text of this action firing for `event` (which must not be null):
+  // "channel_id:<c>:action_id:<a>:rule_id:<r>" when the event carries a
+  // channel, "action_id:<a>:rule_id:<r>" otherwise. The first channel and the
+  // first observable object of the event decide; without an observable object
+  // the rule id is 4294967295.
+  std::string GetAuditMessage(std::shared_ptr<meta::data::Event const> event) const;
+
+  // The registered type name of this action's type, or null. Takes the
+  // registry's lock: never call it from a make function.
+  char const* GetTypeName() const;
+
+  // The exception to throw when this action cannot be cast to `target`:
+  // "Failed to cast the action from '<type name>' to a '<target>'". A null
+  // type name or target cuts the message short at that point.
+  type::BadCast BadCastError(char const* target) const;
+
+  // The registered type name of `typeNameId`, or null.
+  static char const* TypeName(hash::MurmurThree32 const& typeNameId);
+
+  // A new action of the registered type `typeNameId`, or an empty pointer for
+  // an unknown id. The type's make function runs under the registry's lock, so
+  // no two makes overlap; its exceptions pass through.
+  static std::shared_ptr<Action> Make(hash::MurmurThree32 const& typeNameId);
+
  protected:
   // Builds the action with a fresh id, an empty name and always-trigger off,
   // subscribed to `observables` in order.
@@ -95,6 +126,11 @@ class ORV_ACTION_API Action : public std::enable_shared_from_this<Action> {
 
   std::unique_ptr<Impl> const impl_;
 };
+
+// Writes {"typename":<type name>,"id":<id>} for logs. The type name is not
+// quoted, so this is not strictly JSON, on purpose. For an unregistered type
+// only {"typename": is written and the stream is left failed.
+ORV_ACTION_API std::ostream& operator<<(std::ostream& stream, Action const& action);
 
 namespace detail {
 

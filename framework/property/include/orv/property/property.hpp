@@ -1,0 +1,58 @@
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orv/object/object.hpp"
+
+namespace orv::observable {
+class Observable;
+}
+
+namespace orv::property {
+
+// A configurable setting: a typed object with a name, a description and an
+// extra text, holding a current value in a derived class. Scalars (Primitive)
+// refuse the element operations Add, Erase and SetAt; arrays provide them.
+class Property : public object::Object {
+ public:
+  using Observables = std::vector<std::shared_ptr<observable::Observable const>>;
+
+  Property(hash::MurmurThree32 typeNameId, std::string name, std::string description, std::string extra);
+  Property(Property const&) = default;
+  ~Property() override;
+
+  std::string const& GetName() const noexcept { return name_; }
+  std::string const& GetDescription() const noexcept { return description_; }
+  std::string const& GetExtra() const noexcept { return extra_; }
+
+  // Writes what values the property accepts.
+  virtual std::ostream& DescribeValidValues(std::ostream& out) const = 0;
+  // Element operations of array properties; on a scalar they throw
+  // std::logic_error naming the property.
+  virtual void SetAt(unsigned long index, object::Object& element);
+  virtual void Add(object::Object& element);
+  virtual void Erase(object::Object& element);
+  // The current value (the property itself); a property whose value lives
+  // elsewhere refreshes it first.
+  virtual object::Object const& GetObject() const;
+  // A copy of this property, of the same concrete type.
+  virtual std::shared_ptr<Property> Clone() const = 0;
+
+  // Fills an array property from plain observables through the virtual
+  // Set(Object const&), so a derived class's override runs. A scalar refuses
+  // it (orv::type::BadCast).
+  Property& operator=(Observables values);
+
+  // Compares the parts every property has: type id, name, description and extra text.
+  bool operator==(Property const& other) const noexcept;
+
+ private:
+  std::string name_;
+  std::string description_;
+  std::string extra_;
+};
+
+}  // namespace orv::property

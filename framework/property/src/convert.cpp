@@ -1,0 +1,42 @@
+#include "orv/property/convert.hpp"
+
+#include <sstream>
+
+#include "orv/object/primitive.hpp"
+#include "orv/property/primitive.hpp"
+#include "orv/type/bad_cast.hpp"
+
+namespace orv::property::external {
+namespace {
+
+[[noreturn]] void ThrowWrongType(object::Object const& value) {
+  std::ostringstream message;
+  message << "Cannot set external property with a '" << object::Object::TypeName(value.GetTypeNameId())
+          << "'. Make sure to use the same type as the property";
+  throw type::BadCast(message.str());
+}
+
+template <class T>
+T ConvertPrimitive(object::Object const& value) {
+  if (value.GetTypeNameId() == object::TypeIdOf<object::Primitive<T>>) {
+    return value.As<object::Primitive<T>>().Get();
+  }
+  if (value.GetTypeNameId() == object::TypeIdOf<Primitive<T>>) {
+    return value.As<Primitive<T>>().Get();
+  }
+  ThrowWrongType(value);
+}
+
+}  // namespace
+
+template <>
+bool Convert<bool>(object::Object const& value) {
+  return ConvertPrimitive<bool>(value);
+}
+
+template <>
+std::string Convert<std::string>(object::Object const& value) {
+  return ConvertPrimitive<std::string>(value);
+}
+
+}  // namespace orv::property::external

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "orv/action/export.hpp"
+
+namespace orv::action::plugin {
+
+// Brings in the concrete action types: constructed with true, it loads every
+// plug-in library liborv_action_*.so found in the directory that holds the
+// loaded liborv_action, and each plug-in registers its types as it loads. No
+// other directory is searched. Construct one at start-up, before the first
+// Action::Make; the object may be discarded at once.
+//
+// Plug-ins that fail to load are skipped; their types stay unknown and
+// Action::Make of them returns an empty pointer. Throws what the system
+// library throws when liborv_action itself cannot be located.
+class ORV_ACTION_API Loader {
+ public:
+  // Loads the plug-ins when `load` is true; does nothing at all otherwise.
+  explicit Loader(bool load);
+};
+
+}  // namespace orv::action::plugin

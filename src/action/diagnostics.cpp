@@ -1,0 +1,54 @@
+#include <boost/format.hpp>
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <ostream>
+#include <sstream>
+
+#include "orv/action/action.hpp"
+#include "orv/meta/data/channel.hpp"
+#include "orv/meta/data/observable.hpp"
+
+namespace orv::action {
+
+Action::Result Action::Test(std::string text) const {
+  auto const now = std::chrono::time_point_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now());
+  auto event =
+      std::make_shared<meta::data::Event>(std::move(text), "test", "test_category", now, meta::data::Objects{});
+  return Execute(std::move(event));
+}
+
+std::string Action::GetAuditMessage(std::shared_ptr<meta::data::Event const> event) const {
+  auto const& objects = event->GetObjects();
+  // All bits set: no rule is known.
+  std::uint32_t ruleId = std::numeric_limits<std::uint32_t>::max();
+  for (auto const& object : objects) {
+    if (object->GetTypeNameId() == object::TypeIdOf<meta::data::Observable>) {
+      ruleId = object->As<meta::data::Observable const>().GetId();
+      break;
+    }
+  }
+  for (auto const& object : objects) {
+    if (object->GetTypeNameId() == object::TypeIdOf<meta::data::Channel>) {
+      std::uint32_t const channelId = object->As<meta::data::Channel const>().GetId();
+      return (boost::format("channel_id:%1%:action_id:%2%:rule_id:%3%") % channelId % GetId() % ruleId).str();
+    }
+  }
+  return (boost::format("action_id:%1%:rule_id:%2%") % GetId() % ruleId).str();
+}
+
+char const* Action::GetTypeName() const { return TypeName(GetTypeNameId()); }
+
+type::BadCast Action::BadCastError(char const* target) const {
+  // A null text fails the stream, which then drops the rest: the cut-short
+  // message is intended.
+  std::ostringstream message;
+  message << "Failed to cast the action from '" << GetTypeName() << "' to a '" << target << '\'';
+  return type::BadCast(message.str());
+}
+
+std::ostream& operator<<(std::ostream& stream, Action const& action) {
+  return stream << "{\"typename\":" << action.GetTypeName() << ",\"id\":" << action.GetId() << '}';
+}
+
+}  // namespace orv::action
