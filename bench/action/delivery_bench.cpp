@@ -21,7 +21,8 @@ struct Work {
 
 class CountingAction : public orv::action::Action {
  public:
-  explicit CountingAction(std::uint64_t& sum) : Action(orv::hash::MurmurThree32("orv.bench.Counting"), {}), work_{sum} {}
+  explicit CountingAction(std::uint64_t& sum)
+      : Action(orv::hash::MurmurThree32("orv.bench.Counting"), {}), work_{sum} {}
   Result Execute(std::shared_ptr<Event const> event) const override {
     work_(*event);
     return {};
