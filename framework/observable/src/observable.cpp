@@ -119,6 +119,18 @@ type::Binding Observable::Bind(Callback callback) const {
 }
 
 void Observable::Publish(std::shared_ptr<meta::data::Event> event) {
+  std::exception_ptr first;
+  Publish(std::move(event), [&first](std::exception_ptr failure) {
+    if (!first) {
+      first = std::move(failure);
+    }
+  });
+  if (first) {
+    std::rethrow_exception(first);
+  }
+}
+
+void Observable::Publish(std::shared_ptr<meta::data::Event> event, FailureHandler const& onFailure) {
   if (!event) {
     throw std::invalid_argument("Cannot publish an empty event on observable " + std::to_string(hub_->id));
   }
@@ -129,8 +141,13 @@ void Observable::Publish(std::shared_ptr<meta::data::Event> event) {
   }
   for (auto const& subscription : *snapshot) {
     detail::Delivery delivery(*subscription);
-    if (delivery.IsLive()) {
+    if (!delivery.IsLive()) {
+      continue;
+    }
+    try {
       subscription->callback(event);
+    } catch (...) {
+      onFailure(std::current_exception());
     }
   }
 }

@@ -139,16 +139,47 @@ TEST(Observable, PublishingAnEmptyEventIsRefused) {
   }
 }
 
-TEST(Observable, ACallbacksExceptionStopsTheDeliveryAndReachesThePublisher) {
+TEST(Observable, ACallbacksExceptionReachesThePublisherAfterEveryCallbackRan) {
   Observable observable(1);
-  int secondCalls = 0;
-  auto first = observable.Bind([](EventPtr) { throw std::runtime_error("callback failed"); });
-  auto second = observable.Bind([&](EventPtr) { ++secondCalls; });
-  EXPECT_THROW(observable.Publish(MakeEvent()), std::runtime_error);
-  EXPECT_EQ(secondCalls, 0);
+  std::vector<std::string> calls;
+  auto first = observable.Bind([&](EventPtr) {
+    calls.push_back("first");
+    throw std::runtime_error("first failed");
+  });
+  auto second = observable.Bind([&](EventPtr) {
+    calls.push_back("second");
+    throw std::logic_error("second failed");
+  });
+  auto third = observable.Bind([&](EventPtr) { calls.push_back("third"); });
+  try {
+    observable.Publish(MakeEvent());
+    FAIL() << "no exception";
+  } catch (std::runtime_error const& failure) {
+    EXPECT_STREQ(failure.what(), "first failed");
+  }
+  EXPECT_EQ(calls, (std::vector<std::string>{"first", "second", "third"}));
   first.Unbind();  // must not wait for the delivery that threw
+  second.Unbind();
   observable.Publish(MakeEvent());
-  EXPECT_EQ(secondCalls, 1);
+  EXPECT_EQ(calls.back(), "third");
+}
+
+TEST(Observable, AFailureHandlerSeesEachExceptionRightAfterItsCallback) {
+  Observable observable(1);
+  std::vector<std::string> calls;
+  auto first = observable.Bind([&](EventPtr) {
+    calls.push_back("first");
+    throw std::runtime_error("first failed");
+  });
+  auto second = observable.Bind([&](EventPtr) { calls.push_back("second"); });
+  observable.Publish(MakeEvent(), [&](std::exception_ptr failure) {
+    try {
+      std::rethrow_exception(failure);
+    } catch (std::runtime_error const& error) {
+      calls.push_back(std::string("handled: ") + error.what());
+    }
+  });
+  EXPECT_EQ(calls, (std::vector<std::string>{"first", "handled: first failed", "second"}));
 }
 
 TEST(Observable, CountsLiveSubscriptions) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
+#include <functional>
 #include <memory>
 
 #include "orv/meta/data/event.hpp"
@@ -47,10 +49,17 @@ class Observable {
     return Bind(function::MakeCallback(F(f)));
   }
 
+  // What Publish hands a callback's exception to.
+  using FailureHandler = std::function<void(std::exception_ptr failure)>;
+
   // Delivers `event` to every live subscription; throws std::invalid_argument
-  // for an empty event. Exceptions of a callback stop the delivery and reach
-  // the caller.
+  // for an empty event. A callback that throws does not keep the event from
+  // the later subscriptions: once every callback has run, the first exception
+  // is rethrown.
   void Publish(std::shared_ptr<meta::data::Event> event);
+  // Delivers `event` as above, handing each callback's exception to
+  // `onFailure` right after that callback, before the next one runs.
+  void Publish(std::shared_ptr<meta::data::Event> event, FailureHandler const& onFailure);
 
   // The number of live subscriptions.
   std::size_t GetSubscriptionCount() const;
