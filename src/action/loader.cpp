@@ -8,12 +8,15 @@
 namespace orv::action::plugin {
 
 Loader::Loader(bool load) {
-  if (!load) {
-    return;
+  if (load) {
+    Load();
   }
+}
+
+system::plugin::Report Load() {
   boost::filesystem::path const library = system::GetLibraryPath("orv_action");
   std::vector<boost::filesystem::path> const directories{library.parent_path()};
-  system::plugin::LoadAll("orv_action_", directories);
+  return system::plugin::LoadAll("orv_action_", directories);
 }
 
 }  // namespace orv::action::plugin

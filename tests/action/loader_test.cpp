@@ -87,5 +87,16 @@ TEST(Loader, LoadsThePlugInsNextToTheLibraryOnlyAndOnlyWhenAsked) {
   EXPECT_NE(Action::Make(kEcho), nullptr);
 }
 
+TEST(Loader, LoadReportsWhatLoadedAndWhatFailed) {
+  fs::path const libraryDirectory(ORV_TEST_LIBRARY_DIR);
+  system::plugin::Report const report = plugin::Load();
+  ASSERT_EQ(report.loaded.size(), 1U);
+  EXPECT_EQ(report.loaded[0], libraryDirectory / "liborv_action_testing.so");
+  ASSERT_EQ(report.failed.size(), 1U);
+  fs::path const notes = libraryDirectory / "liborv_action_a_notes.so";
+  EXPECT_EQ(report.failed[0].path, notes);
+  EXPECT_EQ(report.failed[0].error, notes.string() + ": invalid ELF header");
+}
+
 }  // namespace
 }  // namespace orv::action

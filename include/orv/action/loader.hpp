@@ -1,6 +1,7 @@
 #pragma once
 
 #include "orv/action/export.hpp"
+#include "orv/system/plugin.hpp"
 
 namespace orv::action::plugin {
 
@@ -18,5 +19,9 @@ class ORV_ACTION_API Loader {
   // Loads the plug-ins when `load` is true; does nothing at all otherwise.
   explicit Loader(bool load);
 };
+
+// Loads the plug-ins as Loader(true) does and returns what was loaded and what
+// failed, for hosts that show it.
+ORV_ACTION_API system::plugin::Report Load();
 
 }  // namespace orv::action::plugin
