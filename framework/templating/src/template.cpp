@@ -11,13 +11,13 @@
 namespace orv::templating {
 namespace detail {
 
-void ThrowUnsupported(Body const& body, Name const& name, mstch::node const& value) {
+void ThrowUnsupported(Body const& body, Name const& name, Value value) {
   std::string message;
   if (!body.partial.empty()) {
     message += "partial \"" + body.partial + "\", ";
   }
   message += "line " + std::to_string(name.line) + ", column " + std::to_string(name.column) + ": \"" + name.text +
-             "\" is " + (value.which() == kLambda ? "a lambda" : "a shared object") +
+             "\" is " + (value.Which() == kLambda ? "a lambda" : "a shared object") +
              "; template data holds only text, numbers, booleans, maps and lists";
   throw std::invalid_argument(message);
 }
@@ -33,7 +33,11 @@ void Append(std::string& out, std::string_view text, Escape escape) {
 }
 
 // Appends the text of one interpolated value.
-void AppendValue(std::string& out, Body const& body, Name const& name, mstch::node const& value, Escape escape) {
+void AppendValue(std::string& out, Body const& body, Name const& name, Value found, Escape escape) {
+  if (found.node == nullptr) {
+    return;  // a bare map
+  }
+  mstch::node const& value = *found.node;
   switch (value.which()) {
     case kString:
       Append(out, boost::get<std::string>(value), escape);
@@ -56,7 +60,7 @@ void AppendValue(std::string& out, Body const& body, Name const& name, mstch::no
       break;
     case kLambda:
     case kObject:
-      ThrowUnsupported(body, name, value);
+      ThrowUnsupported(body, name, found);
     default:
       break;  // null, maps and lists render as nothing
   }
@@ -85,32 +89,29 @@ class Renderer {
         case Op::Escaped:
         case Op::Raw: {
           Name const& name = program_.names[instruction.first];
-          if (mstch::node const* const value = Find(name, top)) {
-            AppendValue(out_, body, name, *value, instruction.op == Op::Escaped ? program_.escape : Escape::None);
-          }
+          AppendValue(out_, body, name, Find(name, top),
+                      instruction.op == Op::Escaped ? program_.escape : Escape::None);
           ++i;
           break;
         }
         case Op::Section: {
           Name const& name = program_.names[instruction.first];
-          if (mstch::node const* const value = Find(name, top)) {
-            if (value->which() == kArray) {
-              for (mstch::node const& element : boost::get<mstch::array>(*value)) {
-                Frame const frame{&element, top};
-                Run(body, i + 1, instruction.second, &frame, indent, depth);
-              }
-            } else if (IsTruthy(body, name, *value)) {
-              Frame const frame{value, top};
+          Value const value = Find(name, top);
+          if (value.Which() == kArray) {
+            for (mstch::node const& element : boost::get<mstch::array>(*value.node)) {
+              Frame const frame{Value::Of(element), top};
               Run(body, i + 1, instruction.second, &frame, indent, depth);
             }
+          } else if (IsTruthy(body, name, value)) {
+            Frame const frame{value, top};
+            Run(body, i + 1, instruction.second, &frame, indent, depth);
           }
           i = instruction.second;
           break;
         }
         case Op::Inverted: {
           Name const& name = program_.names[instruction.first];
-          mstch::node const* const value = Find(name, top);
-          if (value == nullptr || !IsTruthy(body, name, *value)) {
+          if (!IsTruthy(body, name, Find(name, top))) {
             Run(body, i + 1, instruction.second, top, indent, depth);
           }
           i = instruction.second;
@@ -156,20 +157,37 @@ Template::Template() : Template(std::string_view{}) {}
 Template::Template(std::string_view text, Escape escape, Partials const& partials)
     : program_(std::make_shared<detail::Program const>(detail::Compile(text, escape, partials))) {}
 
+namespace {
+
+void RenderFrom(detail::Program const& program, detail::Value data, std::string& out) {
+  // Values usually add about as much as the static text; one reservation
+  // then covers the whole rendering.
+  out.reserve(out.size() + 2 * program.textSize + 256);
+  detail::Frame const root{data, nullptr};
+  detail::Body const& body = program.bodies.front();
+  detail::Renderer(program, out).Run(body, 0, body.code.size(), &root, {}, 0);
+}
+
+}  // namespace
+
 std::string Template::Render(mstch::node const& data) const {
   std::string out;
   RenderTo(data, out);
   return out;
 }
 
+std::string Template::Render(mstch::map const& data) const {
+  std::string out;
+  RenderTo(data, out);
+  return out;
+}
+
 void Template::RenderTo(mstch::node const& data, std::string& out) const {
-  detail::Program const& program = *program_;
-  // Values usually add about as much as the static text; one reservation
-  // then covers the whole rendering.
-  out.reserve(out.size() + 2 * program.textSize + 256);
-  detail::Frame const root{&data, nullptr};
-  detail::Body const& body = program.bodies.front();
-  detail::Renderer(program, out).Run(body, 0, body.code.size(), &root, {}, 0);
+  RenderFrom(*program_, detail::Value::Of(data), out);
+}
+
+void Template::RenderTo(mstch::map const& data, std::string& out) const {
+  RenderFrom(*program_, detail::Value{nullptr, &data}, out);
 }
 
 Escape Template::GetEscape() const noexcept { return program_->escape; }

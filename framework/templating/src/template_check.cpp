@@ -36,8 +36,8 @@ class Checker {
           ++i;
           break;
         case Op::Section:
-          if (mstch::node const* const value = Look(body, i, top)) {
-            Enter(body, i, *value, top);
+          if (Value const value = Look(body, i, top)) {
+            Enter(body, i, value, top);
           }
           i = instruction.second;
           break;
@@ -73,14 +73,14 @@ class Checker {
 
   // Looks up the name of tag `i` and records the outcome; a tag once found
   // stays found.
-  mstch::node const* Look(std::size_t body, std::size_t i, Frame const* top) {
+  Value Look(std::size_t body, std::size_t i, Frame const* top) {
     Name const& name = program_.names[program_.bodies[body].code[i].first];
-    mstch::node const* const value = Find(name, top);
-    if (value != nullptr && (value->which() == kLambda || value->which() == kObject)) {
-      ThrowUnsupported(program_.bodies[body], name, *value);
+    Value const value = Find(name, top);
+    if (value.Which() == kLambda || value.Which() == kObject) {
+      ThrowUnsupported(program_.bodies[body], name, value);
     }
     State& state = state_[body][i];
-    if (value != nullptr) {
+    if (value) {
       state = State::Found;
     } else if (state == State::Unvisited) {
       state = State::Missing;
@@ -89,21 +89,21 @@ class Checker {
   }
 
   // Checks the body of section `i` in the context(s) that `value` gives it.
-  void Enter(std::size_t body, std::size_t i, mstch::node const& value, Frame const* top) {
+  void Enter(std::size_t body, std::size_t i, Value value, Frame const* top) {
     std::size_t const end = program_.bodies[body].code[i].second;
-    switch (value.which()) {
+    switch (value.Which()) {
       case kNull:
         break;  // no telling what the section would hold
       case kArray:
-        for (mstch::node const& element : boost::get<mstch::array>(value)) {
-          Frame const frame{&element, top};
+        for (mstch::node const& element : boost::get<mstch::array>(*value.node)) {
+          Frame const frame{Value::Of(element), top};
           Run(body, i + 1, end, &frame);
         }
         break;
       default: {
         // A map gives its names; a boolean or a text gives none, whether the
         // section renders with this data or not.
-        Frame const frame{&value, top};
+        Frame const frame{value, top};
         Run(body, i + 1, end, &frame);
         break;
       }
@@ -114,18 +114,22 @@ class Checker {
   // repeat itself, and would never end if it includes itself.
   void RunPartial(std::size_t body, Frame const* top) {
     for (Active const& active : active_) {
-      if (active.body == body && active.node == top->node) {
+      if (active.body == body && active.context == Context(top)) {
         return;
       }
     }
-    active_.push_back({body, top->node});
+    active_.push_back({body, Context(top)});
     Run(body, 0, program_.bodies[body].code.size(), top);
     active_.pop_back();
   }
 
+  static void const* Context(Frame const* top) {
+    return top->value.node != nullptr ? static_cast<void const*>(top->value.node) : top->value.map;
+  }
+
   struct Active {
     std::size_t body;
-    mstch::node const* node;
+    void const* context;
   };
 
   Program const& program_;
@@ -136,11 +140,23 @@ class Checker {
 }  // namespace
 }  // namespace detail
 
-std::vector<MissingName> Template::FindMissingNames(mstch::node const& data) const {
-  detail::Checker checker(*program_);
-  detail::Frame const root{&data, nullptr};
-  checker.Run(0, 0, program_->bodies.front().code.size(), &root);
+namespace {
+
+std::vector<MissingName> Check(detail::Program const& program, detail::Value data) {
+  detail::Checker checker(program);
+  detail::Frame const root{data, nullptr};
+  checker.Run(0, 0, program.bodies.front().code.size(), &root);
   return checker.Result();
+}
+
+}  // namespace
+
+std::vector<MissingName> Template::FindMissingNames(mstch::node const& data) const {
+  return Check(*program_, detail::Value::Of(data));
+}
+
+std::vector<MissingName> Template::FindMissingNames(mstch::map const& data) const {
+  return Check(*program_, detail::Value{nullptr, &data});
 }
 
 }  // namespace orv::templating

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "orv/templating/template.hpp"
+#include "print.hpp"
 #include "sample_event.hpp"
 
 namespace orv::templating {

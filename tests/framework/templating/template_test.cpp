@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "print.hpp"
 #include "sample_event.hpp"
 
 namespace orv::templating {
@@ -53,6 +54,21 @@ TEST(Template, RendersAnySubTree) {
   mstch::node const& theEvent = event.at("the_event");
   EXPECT_EQ(Template("{{name}} on {{host}}", Escape::None).Render(theEvent), "Fence & gate <north> on camera-07");
   EXPECT_EQ(Template("{{.}}").Render(Text("a<b")), "a&lt;b");
+}
+
+TEST(Template, MapAndNodeRenderAlike) {
+  mstch::map const map{{"a", Text("x")}, {"list", mstch::array{Text("1"), Text("2")}}};
+  mstch::node const node = map;
+  Template const compiled("{{a}}[{{.}}]{{#.}}({{a}}){{/.}}{{^.}}none{{/.}}{{#list}}{{.}}{{/list}}");
+  EXPECT_EQ(compiled.Render(map), "x[](x)12");
+  EXPECT_EQ(compiled.Render(node), "x[](x)12");
+  std::string out;
+  compiled.RenderTo(map, out);
+  compiled.RenderTo(node, out);
+  EXPECT_EQ(out, "x[](x)12x[](x)12");
+  Template const missing("{{#.}}{{b}}{{/.}}");
+  EXPECT_EQ(missing.FindMissingNames(map), (std::vector<MissingName>{{"b", "", 1, 7}}));
+  EXPECT_EQ(missing.FindMissingNames(node), (std::vector<MissingName>{{"b", "", 1, 7}}));
 }
 
 TEST(Template, DefaultTemplateIsEmpty) {

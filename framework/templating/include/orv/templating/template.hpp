@@ -59,14 +59,18 @@ class Template {
   explicit Template(std::string_view text, Escape escape = Escape::Html, Partials const& partials = {});
 
   // Renders the template over `data` (the whole template data or any
-  // sub-tree). Const and free of shared state: safe from many threads at once.
-  // Throws std::invalid_argument naming the tag when a value it meets is a
-  // lambda or a shared object, and std::length_error when partials nest more
-  // than 256 deep (a partial that includes itself without end).
+  // sub-tree), reading it in place. Const and free of shared state: safe from
+  // many threads at once. Throws std::invalid_argument naming the tag when a
+  // value it meets is a lambda or a shared object, and std::length_error when
+  // partials nest more than 256 deep (a partial that includes itself without
+  // end). The map overload takes SerializeEvent's result as it is: turning a
+  // map into an mstch::node would copy the whole tree.
   std::string Render(mstch::node const& data) const;
+  std::string Render(mstch::map const& data) const;
 
   // As Render, appending to `out`.
   void RenderTo(mstch::node const& data, std::string& out) const;
+  void RenderTo(mstch::map const& data, std::string& out) const;
 
   // The names of escaped, unescaped, section and inverted-section tags that
   // `data` does not provide, each tag once, in the order of the template and
@@ -78,6 +82,7 @@ class Template {
   // booleans or text are checked against the enclosing context. Throws as
   // Render on lambdas and shared objects.
   std::vector<MissingName> FindMissingNames(mstch::node const& data) const;
+  std::vector<MissingName> FindMissingNames(mstch::map const& data) const;
 
   // The escaping chosen when the template was compiled.
   Escape GetEscape() const noexcept;
