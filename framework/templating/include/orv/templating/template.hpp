@@ -68,7 +68,8 @@ class Template {
   std::string Render(mstch::node const& data) const;
   std::string Render(mstch::map const& data) const;
 
-  // As Render, appending to `out`.
+  // As Render, appending to `out`; after an exception `out` may hold part of
+  // the text.
   void RenderTo(mstch::node const& data, std::string& out) const;
   void RenderTo(mstch::map const& data, std::string& out) const;
 
