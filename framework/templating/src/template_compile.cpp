@@ -90,108 +90,18 @@ class Compiler {
       if (tagBegin == std::string_view::npos) {
         break;
       }
-      Tag tag = Tag::Escaped;
-      std::size_t contentBegin = tagBegin + open_.size();
-      std::string closer = close_;
-      if (contentBegin < source_.size()) {
-        switch (source_[contentBegin]) {
-          case '{':
-            tag = Tag::Triple;
-            closer = "}" + close_;
-            break;
-          case '&':
-            tag = Tag::Ampersand;
-            break;
-          case '#':
-            tag = Tag::Section;
-            break;
-          case '^':
-            tag = Tag::Inverted;
-            break;
-          case '/':
-            tag = Tag::Close;
-            break;
-          case '!':
-            tag = Tag::Comment;
-            break;
-          case '>':
-            tag = Tag::Partial;
-            break;
-          case '=':
-            tag = Tag::Delimiters;
-            closer = "=" + close_;
-            break;
-          default:
-            break;
-        }
-        contentBegin += tag == Tag::Escaped ? 0 : 1;
-      }
-      std::size_t const contentEnd = source_.find(closer, contentBegin);
-      if (contentEnd == std::string_view::npos) {
-        Fail(tagBegin, "unclosed tag: expected " + Quoted(closer));
-      }
-      std::size_t const tagEnd = contentEnd + closer.size();
-
-      // A standalone tag takes its whole line with it: the blanks before it,
-      // the blanks after it and the line's end.
-      std::size_t lineBegin = tagBegin;
-      while (lineBegin > 0 && IsBlank(source_[lineBegin - 1])) {
-        --lineBegin;
-      }
-      std::size_t lineEnd = tagEnd;
-      bool standalone = false;
-      if (MayStandAlone(tag) && IsLineStart(lineBegin)) {
-        while (lineEnd < source_.size() && IsBlank(source_[lineEnd])) {
-          ++lineEnd;
-        }
-        if (lineEnd == source_.size()) {
-          standalone = true;
-        } else if (source_[lineEnd] == '\n') {
-          standalone = true;
-          lineEnd += 1;
-        } else if (source_.compare(lineEnd, 2, "\r\n") == 0) {
-          standalone = true;
-          lineEnd += 2;
-        }
-      }
-      if (standalone) {
-        EmitText(textBegin, lineBegin);
+      TagText const text = ReadTag(tagBegin);
+      Line const line = FindLine(text);
+      if (line.standalone) {
+        EmitText(textBegin, line.begin);
       } else {
         EmitText(textBegin, tagBegin);
         if (indents_ && IsLineStart(tagBegin)) {
           Emit({Op::Indent});
         }
       }
-
-      std::string_view const content = source_.substr(contentBegin, contentEnd - contentBegin);
-      switch (tag) {
-        case Tag::Escaped:
-          Emit({Op::Escaped, false, AddName(content, contentBegin, tagBegin, closer)});
-          break;
-        case Tag::Triple:
-        case Tag::Ampersand:
-          Emit({Op::Raw, false, AddName(content, contentBegin, tagBegin, closer)});
-          break;
-        case Tag::Section:
-        case Tag::Inverted: {
-          std::uint32_t const name = AddName(content, contentBegin, tagBegin, closer);
-          openSections_.push_back({Code().size(), program_.names[name].text, tagBegin});
-          Emit({tag == Tag::Section ? Op::Section : Op::Inverted, false, name});
-          break;
-        }
-        case Tag::Close:
-          CloseSection(ParseName(content, contentBegin, tagBegin, closer), tagBegin);
-          break;
-        case Tag::Comment:
-          break;
-        case Tag::Partial:
-          AddPartial(ParseName(content, contentBegin, tagBegin, closer), standalone, lineBegin, tagBegin);
-          break;
-        case Tag::Delimiters:
-          SetDelimiters(content, tagBegin);
-          break;
-      }
-      textBegin = position = standalone ? lineEnd : tagEnd;
+      AddTag(text, line);
+      textBegin = position = line.standalone ? line.end : text.end;
     }
     EmitText(textBegin, source_.size());
     if (!openSections_.empty()) {
@@ -202,6 +112,130 @@ class Compiler {
   }
 
  private:
+  // Where a tag lies in the source, and its kind.
+  struct TagText {
+    Tag tag = Tag::Escaped;
+    std::size_t begin = 0;         // the opening delimiter
+    std::size_t contentBegin = 0;  // after the delimiter and the sigil
+    std::size_t contentEnd = 0;    // the closer
+    std::size_t end = 0;           // after the closer
+    std::string closer;            // the closing delimiter, with the "}" or "=" of its kind
+  };
+
+  // The line of a tag, when the tag stands alone on it.
+  struct Line {
+    bool standalone = false;
+    std::size_t begin = 0;  // the first blank before the tag
+    std::size_t end = 0;    // after the line's end
+  };
+
+  TagText ReadTag(std::size_t tagBegin) {
+    TagText text;
+    text.begin = tagBegin;
+    text.contentBegin = tagBegin + open_.size();
+    text.closer = close_;
+    if (text.contentBegin < source_.size()) {
+      switch (source_[text.contentBegin]) {
+        case '{':
+          text.tag = Tag::Triple;
+          text.closer = "}" + close_;
+          break;
+        case '&':
+          text.tag = Tag::Ampersand;
+          break;
+        case '#':
+          text.tag = Tag::Section;
+          break;
+        case '^':
+          text.tag = Tag::Inverted;
+          break;
+        case '/':
+          text.tag = Tag::Close;
+          break;
+        case '!':
+          text.tag = Tag::Comment;
+          break;
+        case '>':
+          text.tag = Tag::Partial;
+          break;
+        case '=':
+          text.tag = Tag::Delimiters;
+          text.closer = "=" + close_;
+          break;
+        default:
+          break;
+      }
+      text.contentBegin += text.tag == Tag::Escaped ? 0 : 1;
+    }
+    text.contentEnd = source_.find(text.closer, text.contentBegin);
+    if (text.contentEnd == std::string_view::npos) {
+      Fail(tagBegin, "unclosed tag: expected " + Quoted(text.closer));
+    }
+    text.end = text.contentEnd + text.closer.size();
+    return text;
+  }
+
+  // A standalone tag takes its whole line with it: the blanks before it, the
+  // blanks after it and the line's end ("\n", "\r\n" or the end of the source).
+  Line FindLine(TagText const& text) const {
+    Line line;
+    line.begin = text.begin;
+    while (line.begin > 0 && IsBlank(source_[line.begin - 1])) {
+      --line.begin;
+    }
+    if (!MayStandAlone(text.tag) || !IsLineStart(line.begin)) {
+      return line;
+    }
+    line.end = text.end;
+    while (line.end < source_.size() && IsBlank(source_[line.end])) {
+      ++line.end;
+    }
+    if (line.end == source_.size()) {
+      line.standalone = true;
+    } else if (source_[line.end] == '\n') {
+      line.standalone = true;
+      line.end += 1;
+    } else if (source_.compare(line.end, 2, "\r\n") == 0) {
+      line.standalone = true;
+      line.end += 2;
+    }
+    return line;
+  }
+
+  void AddTag(TagText const& text, Line const& line) {
+    std::size_t const contentBegin = text.contentBegin;
+    std::size_t const tagBegin = text.begin;
+    std::string const& closer = text.closer;
+    std::string_view const content = source_.substr(contentBegin, text.contentEnd - contentBegin);
+    switch (text.tag) {
+      case Tag::Escaped:
+        Emit({Op::Escaped, false, AddName(content, contentBegin, tagBegin, closer)});
+        break;
+      case Tag::Triple:
+      case Tag::Ampersand:
+        Emit({Op::Raw, false, AddName(content, contentBegin, tagBegin, closer)});
+        break;
+      case Tag::Section:
+      case Tag::Inverted: {
+        std::uint32_t const name = AddName(content, contentBegin, tagBegin, closer);
+        openSections_.push_back({Code().size(), program_.names[name].text, tagBegin});
+        Emit({text.tag == Tag::Section ? Op::Section : Op::Inverted, false, name});
+        break;
+      }
+      case Tag::Close:
+        CloseSection(ParseName(content, contentBegin, tagBegin, closer), tagBegin);
+        break;
+      case Tag::Comment:
+        break;
+      case Tag::Partial:
+        AddPartial(ParseName(content, contentBegin, tagBegin, closer), line, tagBegin);
+        break;
+      case Tag::Delimiters:
+        SetDelimiters(content, tagBegin);
+        break;
+    }
+  }
+
   struct OpenSection {
     std::size_t instruction;
     std::string name;
@@ -310,7 +344,7 @@ class Compiler {
     textOpen_ = false;
   }
 
-  void AddPartial(std::string_view name, bool standalone, std::size_t lineBegin, std::size_t tagBegin) {
+  void AddPartial(std::string_view name, Line const& line, std::size_t tagBegin) {
     std::uint32_t body = 0;
     for (std::uint32_t i = 1; i < program_.bodies.size(); ++i) {
       if (program_.bodies[i].partial == name) {
@@ -321,9 +355,9 @@ class Compiler {
     if (body == 0) {
       return;  // an unknown partial renders as empty text
     }
-    Instruction partial{Op::Partial, standalone, body, static_cast<std::uint32_t>(program_.pool.size()), 0};
-    if (standalone) {
-      std::string_view const indentation = source_.substr(lineBegin, tagBegin - lineBegin);
+    Instruction partial{Op::Partial, line.standalone, body, static_cast<std::uint32_t>(program_.pool.size()), 0};
+    if (line.standalone) {
+      std::string_view const indentation = source_.substr(line.begin, tagBegin - line.begin);
       program_.pool += indentation;
       partial.third = static_cast<std::uint32_t>(indentation.size());
     }
