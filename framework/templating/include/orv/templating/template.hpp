@@ -54,8 +54,8 @@ class Template {
   // Compiles `text` and every partial of `partials` (also those it never uses),
   // each partial starting with the default delimiters. A partial that is not
   // in `partials` renders as empty text. Throws SyntaxError on the first
-  // unclosed or mismatched section, unclosed tag, missing name or bad
-  // delimiter change.
+  // unclosed or mismatched section, unclosed tag, empty or malformed tag name
+  // or bad delimiter change.
   explicit Template(std::string_view text, Escape escape = Escape::Html, Partials const& partials = {});
 
   // Renders the template over `data` (the whole template data or any
