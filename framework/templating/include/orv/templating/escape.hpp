@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace orv::templating {
+
+// How a template writes the value of an escaped tag ({{name}}). Chosen per
+// template when it is compiled; unescaped tags ({{{name}}}, {{&name}}) always
+// write the value as it stands.
+enum class Escape : std::uint8_t {
+  None,  // the text as it stands: plain-text mail bodies
+  Html,  // & < > " ' as &amp; &lt; &gt; &quot; &#39;: the mustache default
+  Url,   // one URL component: every byte but A-Z a-z 0-9 - . _ ~ as %XX (upper-case hex)
+  Json,  // the content of a JSON string: " \ as \" \\, control characters as \b \f \n \r \t or \u00xx
+};
+
+// Appends `text` to `out`, escaped as `escape` says. Bytes of 0x80 and above
+// (UTF-8 sequences) pass unchanged except under Url, which encodes every byte.
+void AppendEscaped(std::string& out, std::string_view text, Escape escape);
+
+}  // namespace orv::templating

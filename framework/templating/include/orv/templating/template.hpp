@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mstch/mstch.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "orv/templating/escape.hpp"
+#include "orv/templating/syntax_error.hpp"
+
+namespace orv::templating {
+
+namespace detail {
+struct Program;
+}  // namespace detail
+
+// Partials by name, as {{>name}} refers to them.
+using Partials = std::map<std::string, std::string>;
+
+// A name that a template uses and that given data does not provide.
+struct MissingName {
+  std::string name;     // as written in the tag, e.g. "the_event.nmae"
+  std::string partial;  // the partial that holds the tag; empty for the template itself
+  std::size_t line;     // of the tag, from 1
+  std::size_t column;   // of the tag, from 1
+
+  friend bool operator==(MissingName const&, MissingName const&) = default;
+};
+
+// A mustache template, compiled once and rendered any number of times.
+//
+// The language is the one of the mustache test suite's core modules:
+// escaped and unescaped interpolation, dotted names, the implicit iterator
+// {{.}}, sections over maps, lists, booleans and non-empty text, inverted
+// sections, comments, set delimiters, partials and the standalone-line rules.
+// An empty string, the number 0, false, null, an empty list and a missing name
+// are false to a section. Values render as text: numbers in their shortest
+// round-trip form, booleans as "true" and "false", null, maps and lists as
+// nothing. Template data never holds lambdas or shared objects.
+//
+// A Template is immutable: copies share the compiled form, and any number of
+// threads may render one template at once.
+//
+//   orv::templating::Template const subject("Alarm on {{the_event.name}}", Escape::None);
+//   std::string text = subject.Render(orv::action::SerializeEvent(event));
+class Template {
+ public:
+  // The empty template: renders as empty text.
+  Template();
+
+  // Compiles `text` and every partial of `partials` (also those it never uses),
+  // each partial starting with the default delimiters. A partial that is not
+  // in `partials` renders as empty text. Throws SyntaxError on the first
+  // unclosed or mismatched section, unclosed tag, empty or malformed tag name
+  // or bad delimiter change.
+  explicit Template(std::string_view text, Escape escape = Escape::Html, Partials const& partials = {});
+
+  // Renders the template over `data` (the whole template data or any
+  // sub-tree), reading it in place. Const and free of shared state: safe from
+  // many threads at once. Throws std::invalid_argument naming the tag when a
+  // value it meets is a lambda or a shared object, and std::length_error when
+  // partials nest more than 256 deep (a partial that includes itself without
+  // end). The map overload takes SerializeEvent's result as it is: turning a
+  // map into an mstch::node would copy the whole tree.
+  std::string Render(mstch::node const& data) const;
+  std::string Render(mstch::map const& data) const;
+
+  // As Render, appending to `out`; after an exception `out` may hold part of
+  // the text.
+  void RenderTo(mstch::node const& data, std::string& out) const;
+  void RenderTo(mstch::map const& data, std::string& out) const;
+
+  // The names of escaped, unescaped, section and inverted-section tags that
+  // `data` does not provide, each tag once, in the order of the template and
+  // then of the partials by name. Names are resolved as rendering resolves
+  // them; a tag inside a section is checked against the section's value (each
+  // element of a list) and reported only when no pass finds it. Tags inside a
+  // section whose value is missing, null or an empty list cannot be decided
+  // from `data` and are not reported; inverted sections and sections over
+  // booleans or text are checked against the enclosing context. Throws as
+  // Render on lambdas and shared objects.
+  std::vector<MissingName> FindMissingNames(mstch::node const& data) const;
+  std::vector<MissingName> FindMissingNames(mstch::map const& data) const;
+
+  // The escaping chosen when the template was compiled.
+  Escape GetEscape() const noexcept;
+
+ private:
+  std::shared_ptr<detail::Program const> program_;
+};
+
+}  // namespace orv::templating

@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "orv/templating/template.hpp"
+
+namespace orv::templating {
+namespace {
+
+struct Expected {
+  std::string message;
+  std::size_t line;
+  std::size_t column;
+  std::string partial;
+};
+
+// Compiles `text` with `partials` and returns what the SyntaxError says.
+Expected Error(std::string const& text, Partials const& partials = {}) {
+  try {
+    Template const compiled(text, Escape::Html, partials);
+  } catch (SyntaxError const& error) {
+    return {error.what(), error.GetLine(), error.GetColumn(), error.GetPartial()};
+  }
+  return {"no error", 0, 0, ""};
+}
+
+void ExpectError(Expected const& actual, std::string const& message, std::size_t line, std::size_t column) {
+  EXPECT_EQ(actual.message, message);
+  EXPECT_EQ(actual.line, line);
+  EXPECT_EQ(actual.column, column);
+  EXPECT_EQ(actual.partial, "");
+}
+
+TEST(SyntaxError, UnclosedSectionNamesTheOpeningTag) {
+  ExpectError(Error("Hello\n  {{#zones}}x"), R"(line 2, column 3: unclosed section "zones": expected "{{/zones}}")", 2,
+              3);
+  ExpectError(Error("{{^a}}{{#b}}{{/b}}"), R"(line 1, column 1: unclosed section "a": expected "{{/a}}")", 1, 1);
+}
+
+TEST(SyntaxError, UnclosedSectionNamesTheInnermostOne) {
+  ExpectError(Error("{{#a}}\n{{#b}}\n"), R"(line 2, column 1: unclosed section "b": expected "{{/b}}")", 2, 1);
+}
+
+TEST(SyntaxError, UnclosedSectionUsesTheDelimitersInForce) {
+  ExpectError(Error("{{#a}}{{=<% %>=}}"), R"(line 1, column 1: unclosed section "a": expected "<%/a%>")", 1, 1);
+}
+
+TEST(SyntaxError, MismatchedSectionEnd) {
+  ExpectError(Error("{{#a}}\n{{#b}}\n{{/a}}"),
+              R"(line 3, column 1: mismatched section end: expected "{{/b}}" for the section opened at line 2, )"
+              R"(column 1, found "{{/a}}")",
+              3, 1);
+}
+
+TEST(SyntaxError, SectionEndWithoutSection) {
+  ExpectError(Error("x{{/a}}"), R"(line 1, column 2: unexpected "{{/a}}": no section is open)", 1, 2);
+  ExpectError(Error("{{#a}}{{/a}} {{/ a }}"), R"(line 1, column 14: unexpected "{{/a}}": no section is open)", 1, 14);
+}
+
+TEST(SyntaxError, UnclosedTag) {
+  ExpectError(Error("ab {{name"), R"(line 1, column 4: unclosed tag: expected "}}")", 1, 4);
+  ExpectError(Error("x\n{{{name}}"), R"(line 2, column 1: unclosed tag: expected "}}}")", 2, 1);
+  ExpectError(Error("{{#a}}{{! no end"), R"(line 1, column 7: unclosed tag: expected "}}")", 1, 7);
+  ExpectError(Error("{{=<% %>=}}\n<%name"), R"(line 2, column 1: unclosed tag: expected "%>")", 2, 1);
+  ExpectError(Error("{{"), R"(line 1, column 1: unclosed tag: expected "}}")", 1, 1);
+}
+
+TEST(SyntaxError, EmptyName) {
+  ExpectError(Error("a {{ }}"), R"(line 1, column 3: empty tag: expected a name)", 1, 3);
+  ExpectError(Error("{{#}}{{/}}"), R"(line 1, column 1: empty tag: expected a name)", 1, 1);
+  ExpectError(Error("{{{}}}"), R"(line 1, column 1: empty tag: expected a name)", 1, 1);
+  ExpectError(Error("{{>  }}"), R"(line 1, column 1: empty tag: expected a name)", 1, 1);
+}
+
+TEST(SyntaxError, NameWithInnerSpaceNamesTheCharacterAfterIt) {
+  ExpectError(Error("{{first name}}"), R"(line 1, column 9: expected "}}" after the name "first")", 1, 9);
+  ExpectError(Error("{{{ a\n b }}}"), R"(line 2, column 2: expected "}}}" after the name "a")", 2, 2);
+}
+
+TEST(SyntaxError, BadDelimiterChange) {
+  ExpectError(Error("{{=<%=}}"),
+              R"(line 1, column 1: bad delimiter change: expected two delimiters separated by whitespace, found "<%")",
+              1, 1);
+  ExpectError(Error("x {{= <% %> | =}}"),
+              R"(line 1, column 3: bad delimiter change: expected two delimiters separated by whitespace, )"
+              R"(found "<% %> |")",
+              1, 3);
+  ExpectError(Error("{{= =}}"),
+              R"(line 1, column 1: bad delimiter change: expected two delimiters separated by whitespace, found "")", 1,
+              1);
+  ExpectError(Error("{{=<= =>=}}"),
+              R"(line 1, column 1: bad delimiter change: a delimiter must not contain "=", found "<= =>")", 1, 1);
+  ExpectError(Error("{{=<% %>}}"), R"(line 1, column 1: unclosed tag: expected "=}}")", 1, 1);
+}
+
+TEST(SyntaxError, ColumnsCountCharactersNotBytes) {
+  ExpectError(Error("\xE2\x82\xAC\xE2\x82\xAC\t{{#a}}"), R"(line 1, column 4: unclosed section "a": expected "{{/a}}")",
+              1, 4);
+}
+
+TEST(SyntaxError, ErrorInAPartialNamesThePartial) {
+  Expected const error = Error("{{>row}}", {{"head", "ok"}, {"row", "x\n {{#cells}}"}});
+  EXPECT_EQ(error.message, R"(partial "row", line 2, column 2: unclosed section "cells": expected "{{/cells}}")");
+  EXPECT_EQ(error.line, 2U);
+  EXPECT_EQ(error.column, 2U);
+  EXPECT_EQ(error.partial, "row");
+}
+
+TEST(SyntaxError, UnusedPartialsAreCompiledToo) {
+  EXPECT_EQ(Error("plain", {{"spare", "{{/x}}"}}).message,
+            R"(partial "spare", line 1, column 1: unexpected "{{/x}}": no section is open)");
+}
+
+TEST(SyntaxError, PartialsStartWithTheDefaultDelimiters) {
+  EXPECT_EQ(Error("{{=<% %>=}}<%>p%>", {{"p", "<%name%>{{x"}}).message,
+            R"(partial "p", line 1, column 9: unclosed tag: expected "}}")");
+}
+
+TEST(SyntaxError, IsARuntimeError) { EXPECT_THROW(Template("{{#a}}"), std::runtime_error); }
+
+}  // namespace
+}  // namespace orv::templating
