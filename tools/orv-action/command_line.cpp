@@ -1,0 +1,34 @@
+#include "command_line.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+namespace orv::tool {
+
+bool WantsHelp(Arguments const& arguments) {
+  return std::any_of(arguments.begin(), arguments.end(),
+                     [](std::string const& argument) { return argument == "-h" || argument == "--help"; });
+}
+
+std::string ReadFile(std::string const& path) {
+  if (path == "-") {
+    return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  }
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    throw InputError(path + ": cannot open: " + std::strerror(errno));
+  }
+  std::ostringstream content;
+  content << file.rdbuf();
+  if (file.bad()) {
+    throw InputError(path + ": cannot read: " + std::strerror(errno));
+  }
+  return content.str();
+}
+
+}  // namespace orv::tool

@@ -1,0 +1,53 @@
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+
+#include "../action_setup.hpp"
+#include "../commands.hpp"
+#include "../property_values.hpp"
+#include "orv/action/loader.hpp"
+#include "orv/action/registry.hpp"
+
+namespace orv::tool {
+namespace {
+
+int RunTypes(Arguments const& arguments, std::ostream& out, std::ostream&) {
+  if (!arguments.empty()) {
+    throw UsageError("unexpected argument '" + arguments.front() + "'");
+  }
+  system::plugin::Report const report = action::plugin::Load();
+  for (std::string const& typeName : GetRegisteredTypeNames()) {
+    hash::MurmurThree32 const id(typeName.c_str());
+    std::ostringstream hex;
+    hex << "0x" << std::hex << std::setw(8) << std::setfill('0') << id.GetValue();
+    out << typeName << "  " << hex.str() << '\n';
+    std::vector<property::Schema> schemas;
+    {
+      auto const map = action::registry::Get().GetMap();
+      schemas = map->at(id).GetSchemas();
+    }
+    for (auto const& schema : schemas) {
+      property::Property const& property = *schema.GetProperty();
+      out << "  " << property.GetName() << " (" << ValueTypeOf(property) << ", default " << ValueTextOf(property)
+          << "): " << property.GetDescription() << '\n';
+    }
+  }
+  if (!report.failed.empty()) {
+    out << "plug-ins that failed to load:\n";
+    for (auto const& failure : report.failed) {
+      out << "  " << failure.path.string() << ": " << failure.error << '\n';
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+Command const kTypesCommand{"types", "list the action types of the plug-ins and their properties",
+                            "usage: orv-action types\n\n"
+                            "Loads the action plug-ins next to liborv_action and lists every registered action\n"
+                            "type: its type name and type-name id, then each property with its value type,\n"
+                            "default and description. Plug-ins that failed to load follow, with the reason.\n",
+                            RunTypes};
+
+}  // namespace orv::tool
