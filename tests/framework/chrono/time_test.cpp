@@ -6,8 +6,8 @@
 #include "orv/chrono/iso8601.hpp"
 #include "orv/chrono/save.hpp"
 #include "orv/templating/serialize/archive/output/data.hpp"
+#include "orv/test/scoped_time_zone.hpp"
 #include "orv/test/tree.hpp"
-#include "scoped_time_zone.hpp"
 
 namespace orv::chrono {
 namespace {

@@ -25,6 +25,23 @@ inline mstch::map Map(std::initializer_list<std::pair<std::string const, mstch::
 inline mstch::node Node(mstch::map map) { return mstch::node(std::move(map)); }
 inline mstch::array Array(std::initializer_list<mstch::node> elements) { return mstch::array(elements); }
 
+// The object header of a record of type `typeName` followed by `fields`:
+// "typename" and the marker "is" > "typename" > one map per dotted segment.
+inline mstch::map WithHeader(std::string const& typeName,
+                             std::initializer_list<std::pair<std::string const, mstch::node>> fields = {}) {
+  mstch::node marker(true);
+  std::string rest = typeName;
+  std::size_t dot;
+  while ((dot = rest.rfind('.')) != std::string::npos) {
+    marker = mstch::map{{rest.substr(dot + 1), marker}};
+    rest.erase(dot);
+  }
+  mstch::map map(fields);
+  map.emplace("typename", Text(typeName));
+  map.emplace("is", mstch::map{{"typename", mstch::map{{rest, marker}}}});
+  return map;
+}
+
 inline char const* KindName(mstch::node const& node) {
   static constexpr char const* kNames[] = {"null",   "string", "int", "double", "bool",
                                            "lambda", "object", "map", "array"};
