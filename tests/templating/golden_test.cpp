@@ -6,9 +6,12 @@
 #include <string>
 
 #include "golden_event.hpp"
+#include "hand_built.hpp"
 #include "orv/action/serialize.hpp"
 #include "orv/network/address.hpp"
+#include "orv/test/geometry_settings.hpp"
 #include "orv/test/scoped_time_zone.hpp"
+#include "orv/test/tree.hpp"
 
 namespace orv::action {
 namespace {
@@ -36,6 +39,20 @@ TEST(Golden, NotificationRendersToTheExpectedText) {
   ReplaceAll(expected, "@IP@", network::GetLocalIPAddress().to_string());
   std::string const rendered = mstch::render(tmplt, SerializeEvent(examples::MakeGoldenEvent()));
   EXPECT_EQ(rendered, expected);
+}
+
+// The benchmarks compare SerializeEvent with a hand-built tree; they measure
+// the same work only while both trees are equal.
+TEST(Golden, HandBuiltFloorBuildsTheSameTree) {
+  auto const event = examples::MakeGoldenEvent();
+  {
+    test::ScopedTimeZone zone("<-0530>5:30");
+    EXPECT_TRUE(test::SameTree(bench::HandBuiltTemplateData(*event), SerializeEvent(event)));
+  }
+  {
+    test::ScopedGeometrySettings settings(true, 1000, false, true);
+    EXPECT_TRUE(test::SameTree(bench::HandBuiltTemplateData(*event), SerializeEvent(event)));
+  }
 }
 
 }  // namespace
