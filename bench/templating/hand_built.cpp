@@ -3,6 +3,7 @@
 #include <boost/variant/get.hpp>
 #include <charconv>
 #include <cstring>
+#include <map>
 #include <stdexcept>
 #include <string>
 
@@ -219,9 +220,17 @@ void Element(mstch::map& e, Object const& object) {
 }
 
 void Groups(mstch::map& into, data::Objects const& objects) {
+  // Arrays are sized first: growing an array of nodes moves every element,
+  // and moving a node that holds a map allocates a new map.
+  std::map<char const*, std::size_t> counts;
   for (auto const& object : objects) {
-    auto const slot = into.try_emplace(KeyOf(*object), mstch::array()).first;
-    Element(AppendMap(boost::get<mstch::array>(slot->second)), *object);
+    ++counts[KeyOf(*object)];
+  }
+  for (auto const& [key, count] : counts) {
+    ChildArray(into, key, count);
+  }
+  for (auto const& object : objects) {
+    Element(AppendMap(boost::get<mstch::array>(into.find(KeyOf(*object))->second)), *object);
   }
 }
 

@@ -360,6 +360,46 @@ TEST(Dispatch, WritesEveryKind) {
   });
   EXPECT_EQ(expected.size(), 24U);
   EXPECT_TRUE(SameTree(expected, Groups(objects)));
+
+  // A map does not show the order in which groups were written; an open array
+  // does: there each group's array is appended, and its key stays pending
+  // until the element's header replaces it.
+  mstch::map root;
+  Data archive(root);
+  archive.SetNextName("order");
+  archive.StartNode();
+  archive.MakeArray(24);
+  templating::serialize::archive::output::Save(archive, objects);
+  archive.FinishNode();
+  std::vector<std::string> order;
+  for (mstch::node const& group : boost::get<mstch::array>(root.at("order"))) {
+    auto const& first = boost::get<mstch::map>(boost::get<mstch::array>(group).at(0));
+    order.push_back(boost::get<std::string>(first.at("typename")));
+  }
+  EXPECT_EQ(order, (std::vector<std::string>{"orv.meta.data.object.Area",
+                                             "orv.meta.data.Channel",
+                                             "orv.meta.data.classification.Name",
+                                             "orv.meta.data.classification.Confidence",
+                                             "orv.meta.data.ColourSignature",
+                                             "orv.meta.data.SegmentedColourSignature",
+                                             "orv.meta.data.count.Value",
+                                             "orv.meta.data.Text",
+                                             "orv.meta.data.count.Line",
+                                             "orv.meta.data.object.Gone",
+                                             "orv.meta.data.GpuStats",
+                                             "orv.meta.data.object.GroundPoint",
+                                             "orv.meta.data.object.Height",
+                                             "orv.meta.data.object.History",
+                                             "orv.meta.data.object.Merged",
+                                             "orv.meta.data.Object",
+                                             "orv.meta.data.object.Speed",
+                                             "orv.meta.data.object.Split",
+                                             "orv.meta.data.Tampered",
+                                             "orv.meta.data.Zone",
+                                             "orv.meta.data.Observable",
+                                             "orv.meta.data.Armed",
+                                             "orv.meta.data.object.PixelCount",
+                                             "orv.meta.data.object.CalibratedPosition"}));
 }
 
 // A tracked object whose outline is the single point (x, y), as written.
