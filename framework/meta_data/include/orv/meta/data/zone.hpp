@@ -69,6 +69,8 @@ class Zone : public orv::object::Object {
   // Writes the object header, "id", "name", "channel", "colour" (a node with
   // "r", "g", "b", "a" as numbers), "detection" and "type" (texts), "outline"
   // (a node holding the polygon's "outline" and "rect") and "mask" (a bool).
+  // A detection or type without a text throws std::invalid_argument before
+  // anything is written.
   void Save(templating::serialize::archive::output::Data& archive) const;
 
  private:
