@@ -4,7 +4,6 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
-#include <thread>
 
 #include "orv/templating/template.hpp"
 #include "sample_event.hpp"
@@ -14,13 +13,6 @@ namespace {
 using orv::templating::Escape;
 using orv::templating::Template;
 namespace sample = orv::templating::sample;
-
-// Once a second thread has existed, libstdc++ counts shared_ptr references
-// atomically, as it does in a device process with its many threads.
-bool const kMultiThreaded = [] {
-  std::thread([] {}).join();
-  return true;
-}();
 
 void BuildTree(benchmark::State& state) {
   for (auto _ : state) {

@@ -3,8 +3,8 @@
 namespace orv::meta::data {
 
 Event::Event(std::string name, std::string type, std::string category, TimePoint start, Objects objects)
-    : Event(object::TypeIdOf<Event>, std::move(name), std::move(type), std::move(category), start, std::move(objects)) {
-}
+    : Event(orv::object::TypeIdOf<Event>, std::move(name), std::move(type), std::move(category), start,
+            std::move(objects)) {}
 
 Event::Event(hash::MurmurThree32 typeNameId, std::string name, std::string type, std::string category, TimePoint start,
              Objects objects)

@@ -7,6 +7,10 @@
 #include "orv/object/bad_cast.hpp"
 #include "orv/object/type_names.hpp"
 
+namespace orv::templating::serialize::archive::output {
+class Data;
+}  // namespace orv::templating::serialize::archive::output
+
 namespace orv::object {
 
 // The type id of a class that derives from Object: the hash of its static
@@ -46,6 +50,13 @@ class Object : public std::enable_shared_from_this<Object> {
   virtual bool EqualTo(Object const& other) const { return this == &other; }
 
   hash::MurmurThree32 const& GetTypeNameId() const noexcept { return typeNameId_; }
+
+  // Writes the object header into the node open in `archive`: "typename"
+  // holding the type name, and the type marker "is" > "typename" > the dotted
+  // type name > true. Throws std::logic_error with "The class has not been
+  // registered: " and the demangled class name when the id has no type name.
+  // Defined in orv::templating, which a caller links.
+  void Serialize(templating::serialize::archive::output::Data& archive) const;
 
   // The registered type name of `id`, or null when no type has that id. Every
   // name of type_names.hpp is known from process start; others join through

@@ -5,17 +5,25 @@
 
 #include "orv/object/object.hpp"
 
+namespace orv::templating::serialize::archive::output {
+class Data;
+}  // namespace orv::templating::serialize::archive::output
+
 namespace orv::meta::data {
 
 // The video channel an event was raised on.
-class Channel : public object::Object {
+class Channel : public orv::object::Object {
  public:
-  static constexpr char const* kTypeName = object::type_name::kChannel;
+  static constexpr char const* kTypeName = orv::object::type_name::kChannel;
 
-  Channel(std::uint32_t id, std::string name) : Object(object::TypeIdOf<Channel>), id_(id), name_(std::move(name)) {}
+  Channel(std::uint32_t id, std::string name)
+      : Object(orv::object::TypeIdOf<Channel>), id_(id), name_(std::move(name)) {}
 
   std::uint32_t GetId() const noexcept { return id_; }
   std::string const& GetName() const noexcept { return name_; }
+
+  // Writes the object header, "id" and "name" into the open node.
+  void Save(templating::serialize::archive::output::Data& archive) const;
 
  private:
   std::uint32_t id_;

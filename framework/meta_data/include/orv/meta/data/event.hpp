@@ -14,13 +14,13 @@ namespace orv::meta::data {
 using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
 
 // The objects an event carries (zones, tracked objects, counters, ...).
-using Objects = std::vector<std::shared_ptr<object::Object const>>;
+using Objects = std::vector<std::shared_ptr<orv::object::Object const>>;
 
 // An analytics event: what a rule publishes when it fires. A new event has id
 // 0 and its end equal to its start.
-class Event : public object::Object {
+class Event : public orv::object::Object {
  public:
-  static constexpr char const* kTypeName = object::type_name::kEvent;
+  static constexpr char const* kTypeName = orv::object::type_name::kEvent;
 
   Event(std::string name, std::string type, std::string category, TimePoint start, Objects objects);
   ~Event() override;

@@ -7,11 +7,11 @@
 namespace orv::meta::data {
 
 // The rule that fired, as carried by an event: its id is the rule id.
-class Observable : public object::Object {
+class Observable : public orv::object::Object {
  public:
-  static constexpr char const* kTypeName = object::type_name::kMetaObservable;
+  static constexpr char const* kTypeName = orv::object::type_name::kMetaObservable;
 
-  explicit Observable(std::uint32_t id) noexcept : Object(object::TypeIdOf<Observable>), id_(id) {}
+  explicit Observable(std::uint32_t id) noexcept : Object(orv::object::TypeIdOf<Observable>), id_(id) {}
 
   std::uint32_t const& GetId() const noexcept { return id_; }
 

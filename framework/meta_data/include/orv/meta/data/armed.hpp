@@ -1,0 +1,20 @@
+#pragma once
+
+#include "orv/object/object.hpp"
+
+namespace orv::meta::data {
+
+// Whether the device was armed when the event was raised.
+class Armed : public orv::object::Object {
+ public:
+  static constexpr char const* kTypeName = orv::object::type_name::kArmed;
+
+  explicit Armed(bool armed) noexcept : Object(orv::object::TypeIdOf<Armed>), armed_(armed) {}
+
+  bool Get() const noexcept { return armed_; }
+
+ private:
+  bool armed_;
+};
+
+}  // namespace orv::meta::data

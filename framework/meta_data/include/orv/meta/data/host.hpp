@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace orv::meta::data::detail {
+
+// The device's host name, looked up afresh on every call.
+std::string GetHostName();
+
+// The device's IPv4 address in dotted decimal ("192.168.1.20"), looked up
+// afresh on every call. Throws boost::system::system_error when the address
+// cannot be formatted.
+std::string GetIPAddress();
+
+}  // namespace orv::meta::data::detail

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+namespace orv::templating::serialize {
+
+// Decimal text of a number, exactly as a freshly made std::ostringstream with
+// default flags and the global locale writes it (`stream << value`). With the
+// classic global locale (the usual case) the text is formed without a stream;
+// any other global locale is honoured by going through a stream.
+//
+// Doubles get six significant digits in the shorter of fixed and scientific
+// notation, trailing zeros dropped: 0.5 -> "0.5", 1234567 -> "1.23457e+06",
+// NaN -> "nan" (or "-nan"), infinities -> "inf" and "-inf". A float is written
+// by widening it to double first.
+std::string ToText(int value);
+std::string ToText(long value);
+std::string ToText(unsigned int value);
+std::string ToText(unsigned long value);
+std::string ToText(double value);
+
+}  // namespace orv::templating::serialize
