@@ -132,4 +132,3 @@ void RenderGoldenTemplate(benchmark::State& state) {
 BENCHMARK(RenderGoldenTemplate);
 
 }  // namespace
-

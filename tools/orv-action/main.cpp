@@ -23,8 +23,7 @@ void PrintOverview(std::ostream& out) {
          "action types, and run a device's actions on recorded events.\n\n"
          "commands:\n";
   for (Command const* command : kCommands) {
-    out << "  " << command->name << std::string(8 - std::string(command->name).size(), ' ') << command->summary
-        << '\n';
+    out << "  " << command->name << std::string(8 - std::string(command->name).size(), ' ') << command->summary << '\n';
   }
   out << "\n'orv-action <command> --help' describes a command.\n";
 }

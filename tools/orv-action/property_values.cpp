@@ -11,9 +11,7 @@
 namespace orv::tool {
 namespace {
 
-bool IsA(property::Property const& property, hash::MurmurThree32 const& id) {
-  return property.GetTypeNameId() == id;
-}
+bool IsA(property::Property const& property, hash::MurmurThree32 const& id) { return property.GetTypeNameId() == id; }
 
 }  // namespace
 
@@ -77,8 +75,7 @@ void SetFromJson(property::Property& property, nlohmann::json const& value, std:
   } else {
     std::string const type = ValueTypeOf(property);
     std::string const expected = type == "string" ? "a string" : type == "bool" ? "true or false" : type;
-    throw InputError(where + ": property '" + property.GetName() + "' expects " + expected + ", found " +
-                     value.dump());
+    throw InputError(where + ": property '" + property.GetName() + "' expects " + expected + ", found " + value.dump());
   }
 }
 

@@ -36,8 +36,7 @@ class ToJsonVisitor : public boost::static_visitor<nlohmann::json> {
 
  private:
   [[noreturn]] nlohmann::json Refuse(char const* what) const {
-    throw std::invalid_argument("template data at " + path_ + " holds " + what +
-                                ", which template data never holds");
+    throw std::invalid_argument("template data at " + path_ + " holds " + what + ", which template data never holds");
   }
 
   std::string path_;

@@ -72,14 +72,13 @@ int RunTest(Arguments const& arguments, std::ostream& out, std::ostream& err) {
 
 }  // namespace
 
-Command const kTestCommand{
-    "test", "make an action, set its properties and fire it once",
-    "usage: orv-action test TYPE [--set NAME=VALUE]... [--text TEXT]\n\n"
-    "Loads the action plug-ins, makes an action of the registered type TYPE (a dotted type\n"
-    "name), sets its properties through their schemas (bool properties take true or false),\n"
-    "and fires it once with a test event named TEXT (default \"test\"), whatever the armed\n"
-    "state. Prints the audit message and the outcome. An action failure prints its code and\n"
-    "localised-string key and exits with 1.\n",
-    RunTest};
+Command const kTestCommand{"test", "make an action, set its properties and fire it once",
+                           "usage: orv-action test TYPE [--set NAME=VALUE]... [--text TEXT]\n\n"
+                           "Loads the action plug-ins, makes an action of the registered type TYPE (a dotted type\n"
+                           "name), sets its properties through their schemas (bool properties take true or false),\n"
+                           "and fires it once with a test event named TEXT (default \"test\"), whatever the armed\n"
+                           "state. Prints the audit message and the outcome. An action failure prints its code and\n"
+                           "localised-string key and exits with 1.\n",
+                           RunTest};
 
 }  // namespace orv::tool
