@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# Installs what the build needs, builds, and runs the example host.
+# Installs what the build needs, builds, and runs the bundled example device:
+# orv-action run with a file action writing to standard output and an action
+# that the disarmed device holds back, on three recorded events.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 bash scripts/install-deps.sh
 cmake --preset default >/dev/null
-cmake --build --preset default --target orv_example_host
-./build/bin/orv_example_host
+cmake --build --preset default --target orv-action
+echo "== orv-action run examples/device/config.json examples/device/events.jsonl"
+./build/bin/orv-action run examples/device/config.json examples/device/events.jsonl

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <memory>
 #include <string>
@@ -90,8 +91,9 @@ TEST(Loader, LoadsThePlugInsNextToTheLibraryOnlyAndOnlyWhenAsked) {
 TEST(Loader, LoadReportsWhatLoadedAndWhatFailed) {
   fs::path const libraryDirectory(ORV_TEST_LIBRARY_DIR);
   system::plugin::Report const report = plugin::Load();
-  ASSERT_EQ(report.loaded.size(), 1U);
-  EXPECT_EQ(report.loaded[0], libraryDirectory / "liborv_action_testing.so");
+  // The project's own plug-ins are built into the same directory.
+  EXPECT_NE(std::find(report.loaded.begin(), report.loaded.end(), libraryDirectory / "liborv_action_testing.so"),
+            report.loaded.end());
   ASSERT_EQ(report.failed.size(), 1U);
   fs::path const notes = libraryDirectory / "liborv_action_a_notes.so";
   EXPECT_EQ(report.failed[0].path, notes);

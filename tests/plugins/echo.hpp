@@ -6,12 +6,14 @@
 #include <vector>
 
 #include "orv/action/action.hpp"
+#include "orv/action/exception.hpp"
 #include "orv/property/schema.hpp"
 
 namespace orv::test {
 
 // The action type of the test plug-in: records the name of every event it
-// executes and returns that name as its result (a std::string).
+// executes and returns that name as its result (a std::string). An event
+// named "fail:<code>" makes it fail with that action failure code.
 class Echo : public action::Action {
  public:
   static constexpr char const* kTypeName = "orv.test.plugin.Echo";
@@ -23,6 +25,9 @@ class Echo : public action::Action {
   Result Execute(std::shared_ptr<meta::data::Event const> event) const override {
     std::lock_guard lock(mutex_);
     names_.push_back(event->GetName());
+    if (event->GetName().starts_with("fail:")) {
+      throw action::Exception(static_cast<action::exception::Code>(std::stoul(event->GetName().substr(5))));
+    }
     return std::make_shared<std::string const>(event->GetName());
   }
 

@@ -1,6 +1,7 @@
 #include "action_setup.hpp"
 
 #include <algorithm>
+#include <optional>
 
 #include "command_line.hpp"
 #include "orv/action/registry.hpp"
@@ -20,14 +21,14 @@ std::string JoinNames(std::vector<std::string> const& names) {
 }  // namespace
 
 property::Property& ConfigurableAction::Get(std::string const& name) const {
-  auto const found = properties.find(name);
-  if (found != properties.end()) {
-    return *found->second;
-  }
   std::vector<std::string> names;
-  for (auto const& [known, property] : properties) {
-    names.push_back(known);
+  for (auto const& property : properties) {
+    if (property->GetName() == name) {
+      return *property;
+    }
+    names.push_back(property->GetName());
   }
+  std::sort(names.begin(), names.end());
   char const* type = action->GetTypeName();
   throw InputError("unknown property '" + name + "' of action type '" + (type != nullptr ? type : "?") +
                    "'; its properties are " + JoinNames(names));
@@ -47,25 +48,24 @@ std::vector<std::string> GetRegisteredTypeNames() {
 
 ConfigurableAction MakeConfigurableAction(std::string const& typeName) {
   hash::MurmurThree32 const id(typeName.c_str());
-  std::vector<property::Schema> schemas;
-  bool known = false;
+  std::optional<action::registry::Info> info;
   {
     auto const map = action::registry::Get().GetMap();
     if (auto const found = map->find(id); found != map->end()) {
-      known = true;
-      schemas = found->second.GetSchemas();
+      info = found->second;
     }
   }
-  std::shared_ptr<action::Action> action = known ? action::Action::Make(id) : nullptr;
+  std::shared_ptr<action::Action> action = info ? action::Action::Make(id) : nullptr;
   if (!action) {
     throw InputError("unknown action type '" + typeName + "'; the registered types are " +
                      JoinNames(GetRegisteredTypeNames()));
   }
+  std::vector<property::Schema> const schemas = info->GetSchemas();
   ConfigurableAction configurable{action, {}};
   for (auto const& schema : schemas) {
     // FromOwner: the property takes the action's values; nothing is pushed.
     auto property = schema.Instantiate(action, property::context::Direction::FromOwner);
-    configurable.properties.emplace(property->GetName(), std::move(property));
+    configurable.properties.push_back(std::move(property));
   }
   return configurable;
 }

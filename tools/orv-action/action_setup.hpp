@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,10 +10,10 @@
 namespace orv::tool {
 
 // An action made through the registry, with the live property of each of its
-// schemas, by name.
+// schemas, in the order of the schemas.
 struct ConfigurableAction {
   std::shared_ptr<action::Action> action;
-  std::map<std::string, std::shared_ptr<property::Property>> properties;
+  std::vector<std::shared_ptr<property::Property>> properties;
 
   // The property named `name`; throws InputError naming the action's type and
   // the properties it has.

@@ -6,7 +6,6 @@
 #include "../commands.hpp"
 #include "../property_values.hpp"
 #include "orv/action/loader.hpp"
-#include "orv/action/registry.hpp"
 
 namespace orv::tool {
 namespace {
@@ -21,21 +20,18 @@ int RunTypes(Arguments const& arguments, std::ostream& out, std::ostream&) {
     std::ostringstream hex;
     hex << "0x" << std::hex << std::setw(8) << std::setfill('0') << id.GetValue();
     out << typeName << "  " << hex.str() << '\n';
-    std::vector<property::Schema> schemas;
-    {
-      auto const map = action::registry::Get().GetMap();
-      schemas = map->at(id).GetSchemas();
-    }
-    for (auto const& schema : schemas) {
-      property::Property const& property = *schema.GetProperty();
-      out << "  " << property.GetName() << " (" << ValueTypeOf(property) << ", default " << ValueTextOf(property)
-          << "): " << property.GetDescription() << '\n';
+    // The defaults are what a new action of the type holds.
+    for (auto const& property : MakeConfigurableAction(typeName).properties) {
+      out << "  " << property->GetName() << " (" << ValueTypeOf(*property) << ", default " << ValueTextOf(*property)
+          << "): " << property->GetDescription() << '\n';
     }
   }
   if (!report.failed.empty()) {
     out << "plug-ins that failed to load:\n";
     for (auto const& failure : report.failed) {
-      out << "  " << failure.path.string() << ": " << failure.error << '\n';
+      // The loader's own texts already start with the file's path.
+      std::string const path = failure.path.string();
+      out << "  " << (failure.error.starts_with(path) ? "" : path + ": ") << failure.error << '\n';
     }
   }
   return 0;

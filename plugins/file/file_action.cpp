@@ -1,0 +1,99 @@
+// The "orv.action.File" action: renders its template from each event's
+// template data and appends the text to a file, or to standard output.
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "orv/action/action.hpp"
+#include "orv/action/properties.hpp"
+#include "orv/action/registration.hpp"
+#include "orv/action/serialize.hpp"
+#include "orv/templating/template.hpp"
+
+namespace orv::plugins {
+namespace {
+
+// One line per event: when, what, which zones and which objects.
+constexpr char kDefaultTemplate[] =
+    "{{#the_event}}{{start.iso8601}} {{name}}: {{type.string}} event {{id}} on {{host}}"
+    "{{#Zone}}, zone {{name}}{{/Zone}}"
+    "{{#Object}}, object {{id}}{{#DLClassification}} ({{class}} {{confidence}}){{/DLClassification}}{{/Object}}"
+    "\n{{/the_event}}";
+
+class FileAction : public action::Action {
+ public:
+  static constexpr char const* kTypeName = "orv.action.File";
+
+  FileAction() : Action(hash::MurmurThree32(kTypeName), {}) { SetTemplate(kDefaultTemplate); }
+
+  static std::vector<property::Schema> GetSchemas();
+
+  Result Execute(std::shared_ptr<meta::data::Event const> event) const override {
+    std::string const text = template_.Render(action::SerializeEvent(event));
+    Append(text);
+    return std::make_shared<std::string const>(text);
+  }
+
+  std::string const& GetPath() const noexcept { return path_; }
+  void SetPath(std::string path) { path_ = std::move(path); }
+
+  std::string const& GetTemplate() const noexcept { return templateText_; }
+  // Compiles at once, so that a broken template fails when it is set, naming
+  // its line and column, and never on an event.
+  void SetTemplate(std::string text) {
+    template_ = templating::Template(text, templating::Escape::None);
+    templateText_ = std::move(text);
+  }
+
+ private:
+  // Appends and flushes one message; messages of concurrent events do not interleave.
+  void Append(std::string const& text) const {
+    std::lock_guard const lock(mutex_);
+    if (path_ == "-") {
+      if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+        throw std::runtime_error(std::string("cannot write to standard output: ") + std::strerror(errno));
+      }
+      return;
+    }
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path_.c_str(), "a"), &std::fclose);
+    if (!file) {
+      throw std::runtime_error("cannot open '" + path_ + "' for appending: " + std::strerror(errno));
+    }
+    if (std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() || std::fflush(file.get()) != 0) {
+      throw std::runtime_error("cannot write to '" + path_ + "': " + std::strerror(errno));
+    }
+  }
+
+  std::string path_ = "-";
+  std::string templateText_;
+  templating::Template template_;
+  mutable std::mutex mutex_;
+};
+
+// The host binds properties to the action as an orv::action::Action.
+std::string ReadPath(action::Action const* action) { return static_cast<FileAction const*>(action)->GetPath(); }
+void WritePath(action::Action* action, std::string path) { static_cast<FileAction*>(action)->SetPath(std::move(path)); }
+std::string ReadTemplate(action::Action const* action) { return static_cast<FileAction const*>(action)->GetTemplate(); }
+void WriteTemplate(action::Action* action, std::string text) {
+  static_cast<FileAction*>(action)->SetTemplate(std::move(text));
+}
+
+std::vector<property::Schema> FileAction::GetSchemas() {
+  return action::properties::Make({
+      property::Schema("path", &WritePath, &ReadPath,
+                       "The file each message is appended to; \"-\" writes to standard output"),
+      property::Schema("template", &WriteTemplate, &ReadTemplate,
+                       "The mustache template of a message, rendered from the event's template data"),
+  });
+}
+
+action::Registration<FileAction> const kRegistration;
+
+}  // namespace
+}  // namespace orv::plugins
