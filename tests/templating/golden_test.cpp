@@ -9,6 +9,7 @@
 #include "hand_built.hpp"
 #include "orv/action/serialize.hpp"
 #include "orv/network/address.hpp"
+#include "orv/templating/template.hpp"
 #include "orv/test/geometry_settings.hpp"
 #include "orv/test/scoped_time_zone.hpp"
 #include "orv/test/tree.hpp"
@@ -39,6 +40,24 @@ TEST(Golden, NotificationRendersToTheExpectedText) {
   ReplaceAll(expected, "@IP@", network::GetLocalIPAddress().to_string());
   std::string const rendered = mstch::render(tmplt, SerializeEvent(examples::MakeGoldenEvent()));
   EXPECT_EQ(rendered, expected);
+}
+
+// Compiled templates render what mstch renders: the golden notification,
+// escaping off on both sides.
+TEST(Golden, CompiledTemplateRendersWhatMstchRenders) {
+  test::ScopedTimeZone zone("<+0200>-2");
+  std::string const tmplt = ReadFile(ORV_GOLDEN_DIR "/notification.mustache");
+  std::string expected = ReadFile(ORV_GOLDEN_DIR "/notification.txt");
+  ReplaceAll(expected, "@HOST@", network::GetHostname());
+  ReplaceAll(expected, "@IP@", network::GetLocalIPAddress().to_string());
+  mstch::map const data = SerializeEvent(examples::MakeGoldenEvent());
+  auto const escape = mstch::config::escape;
+  mstch::config::escape = [](std::string const& text) { return text; };
+  std::string const byMstch = mstch::render(tmplt, data);
+  mstch::config::escape = escape;
+  std::string const compiled = templating::Template(tmplt, templating::Escape::None).Render(data);
+  EXPECT_EQ(compiled, byMstch);
+  EXPECT_EQ(compiled, expected);
 }
 
 // The benchmarks compare SerializeEvent with a hand-built tree; they measure
