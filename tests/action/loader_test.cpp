@@ -12,6 +12,7 @@
 #include "orv/action/registry.hpp"
 #include "orv/arm/state.hpp"
 #include "orv/system/library_path.hpp"
+#include "orv/test/working_directory.hpp"
 
 namespace orv::action {
 namespace {
@@ -21,15 +22,7 @@ namespace fs = boost::filesystem;
 hash::MurmurThree32 const kEcho(test::Echo::kTypeName);
 hash::MurmurThree32 const kStray("orv.test.plugin.Stray");
 
-// Restores the working directory when a test has changed it.
-class WorkingDirectory {
- public:
-  explicit WorkingDirectory(fs::path const& path) : saved_(fs::current_path()) { fs::current_path(path); }
-  ~WorkingDirectory() { fs::current_path(saved_); }
-
- private:
-  fs::path saved_;
-};
+using test::WorkingDirectory;
 
 // One test: plug-ins stay loaded for the life of the process.
 TEST(Loader, LoadsThePlugInsNextToTheLibraryOnlyAndOnlyWhenAsked) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "observables.hpp"
 #include "orv/object/primitive.hpp"
 #include "orv/observable/observable.hpp"
 #include "orv/property/primitive.hpp"
@@ -16,20 +17,11 @@ namespace orv::property {
 namespace {
 
 using object::ConstPointer;
-using ObservablePtr = std::shared_ptr<observable::Observable const>;
+using test::MakeObservable;
+using test::ObservablePtr;
+using test::Values;
 
 hash::MurmurThree32 const kObservableId("orv.observable.Observable");
-
-ObservablePtr MakeObservable(std::uint32_t id) { return std::make_shared<observable::Observable const>(id); }
-
-// The observables an array holds, in order.
-std::vector<ObservablePtr> Values(ObservableArray const& array) {
-  std::vector<ObservablePtr> values;
-  for (auto const& element : array.GetElements()) {
-    values.push_back(element.Get<observable::Observable>());
-  }
-  return values;
-}
 
 class Array : public testing::Test {
  protected:

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "box.hpp"
+#include "observables.hpp"
 #include "orv/object/primitive.hpp"
 #include "orv/type/bad_cast.hpp"
 
@@ -18,7 +19,9 @@ using object::ConstPointer;
 using test::Box;
 using Calls = std::vector<std::string>;
 using Observables = Property::Observables;
-using ObservablePtr = std::shared_ptr<observable::Observable const>;
+using test::MakeObservable;
+using test::ObservablePtr;
+using test::Values;
 using Text = External<std::string>;
 using Flag = External<bool>;
 using List = External<Observables>;
@@ -36,16 +39,6 @@ std::string MessageOf(Call call) {
 }
 
 std::string InvalidArgumentOf(auto call) { return MessageOf<std::invalid_argument>(call); }
-
-ObservablePtr MakeObservable(std::uint32_t id) { return std::make_shared<observable::Observable const>(id); }
-
-std::vector<ObservablePtr> Values(ObservableArray const& array) {
-  std::vector<ObservablePtr> values;
-  for (auto const& element : array.GetElements()) {
-    values.push_back(element.Get<observable::Observable>());
-  }
-  return values;
-}
 
 std::shared_ptr<List> MakeList(std::shared_ptr<Box> owner) {
   return std::make_shared<List>("list", std::move(owner), &test::SetList, &test::GetList, &test::AddItem,

@@ -7,20 +7,14 @@
 #include <boost/filesystem/operations.hpp>
 #include <stdexcept>
 
+#include "orv/test/working_directory.hpp"
+
 namespace orv::system {
 namespace {
 
 namespace fs = boost::filesystem;
 
-// Restores the working directory when a test has changed it.
-class WorkingDirectory {
- public:
-  explicit WorkingDirectory(fs::path const& path) : saved_(fs::current_path()) { fs::current_path(path); }
-  ~WorkingDirectory() { fs::current_path(saved_); }
-
- private:
-  fs::path saved_;
-};
+using test::WorkingDirectory;
 
 TEST(GetLibraryPath, FindsALinkedLibraryThroughTheDynamicLoader) {
   EXPECT_EQ(GetLibraryPath("orv_system"), fs::path(ORV_TEST_SYSTEM_LIBRARY));
