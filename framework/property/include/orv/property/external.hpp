@@ -121,6 +121,35 @@ T InitialValue(std::shared_ptr<Owner> const& owner, Get get) {
   }
   return owner ? T(get(owner.get())) : T();
 }
+
+// The owner of an external property and the wrapped functions that write its
+// value into the owner and read it back.
+struct Link {
+  std::shared_ptr<void> owner;
+  Setter set;
+  Getter get;
+
+  // Passes `value` to the owner's set function, if any; the owner is passed
+  // even when empty, for the set function's context check to refuse.
+  void Push(object::Object const& value) const {
+    if (set) {
+      set(owner, value);
+    }
+  }
+  // Refreshes `target` from the owner through the get function, if any.
+  void Refresh(object::Object& target) const {
+    if (get) {
+      get(owner, target);
+    }
+  }
+  // Replaces the owner; with Direction::ToOwner and an owner, pushes `value` into it.
+  void Bind(std::shared_ptr<void> newOwner, context::Direction direction, object::Object const& value) {
+    owner = std::move(newOwner);
+    if (direction == context::Direction::ToOwner && owner) {
+      Push(value);
+    }
+  }
+};
 }  // namespace detail
 
 }  // namespace external
@@ -139,12 +168,12 @@ class External : public Primitive<T> {
   External(std::string name, std::shared_ptr<Owner> owner, void (*set)(Owner*, T), T (*get)(Owner const*),
            std::string description)
       : Primitive<T>(std::move(name), external::detail::InitialValue<T>(owner, get), std::move(description), ""),
-        owner_(std::move(owner)) {
+        link_{std::move(owner), nullptr, nullptr} {
     if (set == nullptr) {
       external::detail::ThrowMissing(external::detail::kMissingSet);
     }
-    set_ = external::Set<Owner, T>(set);
-    get_ = external::Get<Owner, T>(get);
+    link_.set = external::Set<Owner, T>(set);
+    link_.get = external::Get<Owner, T>(get);
   }
   External(External const&) = default;
 
@@ -153,17 +182,13 @@ class External : public Primitive<T> {
   // Stores the value, then passes it to the owner.
   void Set(object::Object const& value) override {
     Primitive<T>::Set(value);
-    if (set_) {
-      set_(owner_, value);
-    }
+    link_.Push(value);
   }
 
   // Refreshes the value from the owner, if any, and returns this property.
   object::Object const& GetObject() const override {
-    if (get_) {
-      // The stored value is a cache of the owner's.
-      get_(owner_, const_cast<External&>(*this));
-    }
+    // The stored value is a cache of the owner's.
+    link_.Refresh(const_cast<External&>(*this));
     return *this;
   }
 
@@ -186,18 +211,13 @@ class External : public Primitive<T> {
   // Replaces the owner; with Direction::ToOwner and an owner, pushes the
   // current value into it.
   void Bind(std::shared_ptr<void> owner, context::Direction direction) {
-    owner_ = std::move(owner);
-    if (direction == context::Direction::ToOwner && owner_ && set_) {
-      set_(owner_, *this);
-    }
+    link_.Bind(std::move(owner), direction, *this);
   }
 
-  std::shared_ptr<void> const& GetOwner() const noexcept { return owner_; }
+  std::shared_ptr<void> const& GetOwner() const noexcept { return link_.owner; }
 
  private:
-  std::shared_ptr<void> owner_;
-  external::Setter set_;
-  external::Getter get_;
+  external::detail::Link link_;
 };
 
 template <>
@@ -212,7 +232,7 @@ class External<Property::Observables> : public ObservableArray {
            void (*setAt)(Owner*, unsigned long, std::shared_ptr<Observable const>), std::string description)
       : ObservableArray(std::move(name), external::detail::InitialValue<Observables>(owner, get),
                         std::move(description), ""),
-        owner_(std::move(owner)) {
+        link_{std::move(owner), nullptr, nullptr} {
     if (set == nullptr) {
       external::detail::ThrowMissing(external::detail::kMissingSet);
     }
@@ -225,8 +245,8 @@ class External<Property::Observables> : public ObservableArray {
     if (setAt == nullptr) {
       external::detail::ThrowMissing(external::detail::kMissingSetAt);
     }
-    set_ = external::SetArray<Owner, Observable>(set);
-    get_ = external::GetArray<Owner, Observable>(get);
+    link_.set = external::SetArray<Owner, Observable>(set);
+    link_.get = external::GetArray<Owner, Observable>(get);
     add_ = external::Add<Owner, Observable>(add);
     erase_ = external::Erase<Owner, Observable>(erase);
     setAt_ = external::SetAt<Owner, Observable>(setAt);
@@ -238,19 +258,15 @@ class External<Property::Observables> : public ObservableArray {
   // Stores the list, then passes it to the owner.
   void Set(object::Object const& value) override {
     ObservableArray::Set(value);
-    if (set_) {
-      set_(owner_, value);
-    }
+    link_.Push(value);
   }
 
   // Refreshes the list from the owner, if any, and returns this property.
   // The refresh assigns through Set, so it also writes the same list back
   // into the owner.
   object::Object const& GetObject() const override {
-    if (get_) {
-      // The stored list is a cache of the owner's.
-      get_(owner_, const_cast<External&>(*this));
-    }
+    // The stored list is a cache of the owner's.
+    link_.Refresh(const_cast<External&>(*this));
     return *this;
   }
 
@@ -260,7 +276,7 @@ class External<Property::Observables> : public ObservableArray {
     if (!add_) {
       throw std::logic_error(external::detail::kNoAdd);
     }
-    add_(owner_, element);
+    add_(link_.owner, element);
   }
 
   // Removes locally first, then passes the element to the owner.
@@ -269,7 +285,7 @@ class External<Property::Observables> : public ObservableArray {
     if (!erase_) {
       throw std::logic_error(external::detail::kNoErase);
     }
-    erase_(owner_, element);
+    erase_(link_.owner, element);
   }
 
   // Replaces locally first (std::out_of_range past the end, nothing changed),
@@ -279,7 +295,7 @@ class External<Property::Observables> : public ObservableArray {
     if (!setAt_) {
       throw std::logic_error(external::detail::kNoSetAt);
     }
-    setAt_(owner_, index, element);
+    setAt_(link_.owner, index, element);
   }
 
   std::shared_ptr<Property> Clone() const override { return std::make_shared<External>(*this); }
@@ -287,18 +303,13 @@ class External<Property::Observables> : public ObservableArray {
   // Replaces the owner; with Direction::ToOwner and an owner, pushes the
   // current list into it.
   void Bind(std::shared_ptr<void> owner, context::Direction direction) {
-    owner_ = std::move(owner);
-    if (direction == context::Direction::ToOwner && owner_ && set_) {
-      set_(owner_, *this);
-    }
+    link_.Bind(std::move(owner), direction, *this);
   }
 
-  std::shared_ptr<void> const& GetOwner() const noexcept { return owner_; }
+  std::shared_ptr<void> const& GetOwner() const noexcept { return link_.owner; }
 
  private:
-  std::shared_ptr<void> owner_;
-  external::Setter set_;
-  external::Getter get_;
+  external::detail::Link link_;
   external::Element add_;
   external::Element erase_;
   external::ElementAt setAt_;
