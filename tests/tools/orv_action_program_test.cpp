@@ -96,7 +96,6 @@ class Program : public ::testing::Test {
 };
 
 std::string const kExamples = ORV_EXAMPLES_DIR;
-std::string const kData = ORV_TEST_DATA_DIR;
 
 // The template data of `event`, as `data` prints it.
 std::string DataText(std::shared_ptr<data::Event const> const& event) {
@@ -153,7 +152,7 @@ TEST_F(Program, DataReadsStandardInput) {
   EXPECT_EQ(outcome.out, DataText(examples::MakeGoldenEvent()));
 }
 
-// The event of data/every_kind.json, built in code.
+// The event of examples/events/every_kind.json, built in code.
 std::shared_ptr<data::Event const> MakeEveryKindEvent() {
   using N = geometry::normalized::Value<unsigned short>;
   using NP = geometry::Point<N, 2>;
@@ -210,7 +209,7 @@ std::shared_ptr<data::Event const> MakeEveryKindEvent() {
 }
 
 TEST_F(Program, DataOfEveryRecordKind) {
-  Outcome const outcome = Run({"data", kData + "/every_kind.json"});
+  Outcome const outcome = Run({"data", kExamples + "/events/every_kind.json"});
   EXPECT_EQ(outcome.exit, 0) << outcome.err;
   EXPECT_EQ(outcome.out, DataText(MakeEveryKindEvent()));
 }
