@@ -20,19 +20,11 @@ Action::Result Action::Test(std::string text) const {
 
 std::string Action::GetAuditMessage(std::shared_ptr<meta::data::Event const> event) const {
   auto const& objects = event->GetObjects();
+  auto const* rule = meta::data::FindFirst<meta::data::Observable>(objects);
   // All bits set: no rule is known.
-  std::uint32_t ruleId = std::numeric_limits<std::uint32_t>::max();
-  for (auto const& object : objects) {
-    if (object->GetTypeNameId() == object::TypeIdOf<meta::data::Observable>) {
-      ruleId = object->As<meta::data::Observable const>().GetId();
-      break;
-    }
-  }
-  for (auto const& object : objects) {
-    if (object->GetTypeNameId() == object::TypeIdOf<meta::data::Channel>) {
-      std::uint32_t const channelId = object->As<meta::data::Channel const>().GetId();
-      return (boost::format("channel_id:%1%:action_id:%2%:rule_id:%3%") % channelId % GetId() % ruleId).str();
-    }
+  std::uint32_t const ruleId = rule != nullptr ? rule->GetId() : std::numeric_limits<std::uint32_t>::max();
+  if (auto const* channel = meta::data::FindFirst<meta::data::Channel>(objects)) {
+    return (boost::format("channel_id:%1%:action_id:%2%:rule_id:%3%") % channel->GetId() % GetId() % ruleId).str();
   }
   return (boost::format("action_id:%1%:rule_id:%2%") % GetId() % ruleId).str();
 }

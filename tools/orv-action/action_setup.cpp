@@ -8,17 +8,7 @@
 #include "orv/property/context.hpp"
 
 namespace orv::tool {
-namespace {
-
-std::string JoinNames(std::vector<std::string> const& names) {
-  std::string joined;
-  for (auto const& name : names) {
-    joined += (joined.empty() ? "" : ", ") + name;
-  }
-  return joined.empty() ? "(none)" : joined;
-}
-
-}  // namespace
+namespace {}  // namespace
 
 property::Property& ConfigurableAction::Get(std::string const& name) const {
   std::vector<std::string> names;
@@ -31,7 +21,7 @@ property::Property& ConfigurableAction::Get(std::string const& name) const {
   std::sort(names.begin(), names.end());
   char const* type = action->GetTypeName();
   throw InputError("unknown property '" + name + "' of action type '" + (type != nullptr ? type : "?") +
-                   "'; its properties are " + JoinNames(names));
+                   "'; its properties are " + Join(names));
 }
 
 std::vector<std::string> GetRegisteredTypeNames() {
@@ -58,7 +48,7 @@ ConfigurableAction MakeConfigurableAction(std::string const& typeName) {
   std::shared_ptr<action::Action> action = info ? action::Action::Make(id) : nullptr;
   if (!action) {
     throw InputError("unknown action type '" + typeName + "'; the registered types are " +
-                     JoinNames(GetRegisteredTypeNames()));
+                     Join(GetRegisteredTypeNames()));
   }
   std::vector<property::Schema> const schemas = info->GetSchemas();
   ConfigurableAction configurable{action, {}};

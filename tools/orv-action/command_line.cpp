@@ -10,6 +10,18 @@
 
 namespace orv::tool {
 
+std::string Join(std::vector<std::string_view> const& names) {
+  std::string joined;
+  for (std::string_view const name : names) {
+    joined.append(joined.empty() ? "" : ", ").append(name);
+  }
+  return joined.empty() ? "(none)" : joined;
+}
+
+std::string Join(std::vector<std::string> const& names) {
+  return Join(std::vector<std::string_view>(names.begin(), names.end()));
+}
+
 bool WantsHelp(Arguments const& arguments) {
   return std::any_of(arguments.begin(), arguments.end(),
                      [](std::string const& argument) { return argument == "-h" || argument == "--help"; });

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orv::tool {
@@ -22,6 +23,10 @@ class InputError : public std::runtime_error {
 
 // The arguments of one subcommand, after its name.
 using Arguments = std::vector<std::string>;
+
+// The names separated by ", "; "(none)" for no names.
+std::string Join(std::vector<std::string_view> const& names);
+std::string Join(std::vector<std::string> const& names);
 
 // True when `arguments` asks for help (-h or --help anywhere).
 bool WantsHelp(Arguments const& arguments);

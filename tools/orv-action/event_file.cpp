@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "command_line.hpp"
+#include "json_field.hpp"
 #include "orv/meta/data/armed.hpp"
 #include "orv/meta/data/channel.hpp"
 #include "orv/meta/data/classification/confidence.hpp"
@@ -44,151 +45,42 @@ using Json = nlohmann::json;
 using Normalized = geometry::normalized::Value<unsigned short>;
 using NormalizedPoint = geometry::Point<Normalized, 2>;
 
-std::string Shorten(Json const& value) {
-  std::string text = value.dump();
-  return text.size() > 60 ? text.substr(0, 57) + "..." : text;
+using Field = JsonField;
+
+Normalized Coordinate(Field const& field) {
+  return Normalized(field.Unsigned<unsigned short>("a normalised value (0 to 65535)"));
 }
 
-// A value of the input and where it is, for messages.
-class Field {
- public:
-  Field(Json const& value, std::string path, std::string const& source)
-      : value_(value), path_(std::move(path)), source_(source) {}
+std::uint8_t Byte(Field const& field) { return field.Unsigned<std::uint8_t>("an unsigned 8-bit number (0 to 255)"); }
 
-  [[noreturn]] void Fail(std::string const& message) const {
-    throw InputError(source_ + ": " + path_ + ": " + message);
-  }
-  [[noreturn]] void Expected(std::string const& what) const { Fail("expected " + what + ", found " + Shorten(value_)); }
+NormalizedPoint Point(Field const& field) {
+  field.OnlyFields({"x", "y"});
+  return NormalizedPoint(Coordinate(field["x"]), Coordinate(field["y"]));
+}
 
-  Json const& Value() const { return value_; }
-  std::string const& Path() const { return path_; }
-  std::string const& Source() const { return source_; }
+geometry::NormalizedPolygon Polygon(Field const& field) {
+  std::vector<NormalizedPoint> points;
+  for (Field const& element : field.Elements()) {
+    points.push_back(Point(element));
+  }
+  return geometry::NormalizedPolygon(std::move(points));
+}
 
-  // The member `name` of this object; required unless `optional` (then null
-  // when absent).
-  Field operator[](char const* name) const {
-    RequireObject();
-    auto const found = value_.find(name);
-    if (found == value_.end()) {
-      Fail(std::string("missing field '") + name + "'");
-    }
-    return Field(*found, path_ + "." + name, source_);
-  }
-  bool Has(char const* name) const {
-    RequireObject();
-    return value_.contains(name);
-  }
-  // Refuses members other than `known` (catches misspelt field names).
-  void OnlyFields(std::initializer_list<std::string_view> known) const {
-    RequireObject();
-    for (auto const& [key, member] : value_.items()) {
-      if (std::find(known.begin(), known.end(), key) == known.end()) {
-        std::string list;
-        for (std::string_view name : known) {
-          list += (list.empty() ? "" : ", ") + std::string(name);
-        }
-        Field(member, path_ + "." + key, source_).Fail("unknown field '" + key + "'; expected one of " + list);
-      }
-    }
-  }
-  std::vector<Field> Elements() const {
-    if (!value_.is_array()) {
-      Expected("an array");
-    }
-    std::vector<Field> elements;
-    for (std::size_t i = 0; i < value_.size(); ++i) {
-      elements.emplace_back(value_[i], path_ + "[" + std::to_string(i) + "]", source_);
-    }
-    return elements;
-  }
-  std::vector<std::pair<std::string, Field>> Members() const {
-    RequireObject();
-    std::vector<std::pair<std::string, Field>> members;
-    for (auto const& [key, member] : value_.items()) {
-      members.emplace_back(key, Field(member, path_ + "." + key, source_));
-    }
-    return members;
-  }
+data::TimePoint Time(Field const& field) { return ParseTime(field.String(), field.Source() + ": " + field.Path()); }
 
-  std::string String() const {
-    if (!value_.is_string()) {
-      Expected("a string");
+// The enumeration value whose text (from orv::type::Strings) the field holds.
+template <class E>
+E Text(Field const& field, char const* what) {
+  std::string const text = field.String();
+  std::vector<std::string> names;
+  for (auto const& [value, name] : type::Strings<E>::GetMap()) {
+    if (name == text) {
+      return value;
     }
-    return value_.get<std::string>();
+    names.push_back(name);
   }
-  bool Bool() const {
-    if (!value_.is_boolean()) {
-      Expected("true or false");
-    }
-    return value_.get<bool>();
-  }
-  float Float() const {
-    if (!value_.is_number()) {
-      Expected("a number");
-    }
-    return static_cast<float>(value_.get<double>());
-  }
-  template <class T>
-  T Unsigned(char const* what) const {
-    if (!value_.is_number_unsigned() || value_.get<std::uint64_t>() > std::numeric_limits<T>::max()) {
-      Expected(what);
-    }
-    return static_cast<T>(value_.get<std::uint64_t>());
-  }
-  std::uint32_t Id() const { return Unsigned<std::uint32_t>("an unsigned 32-bit number"); }
-  std::uint8_t Byte() const { return Unsigned<std::uint8_t>("an unsigned 8-bit number (0 to 255)"); }
-  Normalized Coordinate() const { return Normalized(Unsigned<unsigned short>("a normalised value (0 to 65535)")); }
-  std::int32_t Int() const {
-    if (!value_.is_number_integer() || value_.get<std::int64_t>() < std::numeric_limits<std::int32_t>::min() ||
-        value_.get<std::int64_t>() > std::numeric_limits<std::int32_t>::max()) {
-      Expected("a signed 32-bit number");
-    }
-    return static_cast<std::int32_t>(value_.get<std::int64_t>());
-  }
-  std::vector<std::uint32_t> Ids() const {
-    std::vector<std::uint32_t> ids;
-    for (Field const& element : Elements()) {
-      ids.push_back(element.Id());
-    }
-    return ids;
-  }
-  NormalizedPoint Point() const {
-    OnlyFields({"x", "y"});
-    return NormalizedPoint((*this)["x"].Coordinate(), (*this)["y"].Coordinate());
-  }
-  geometry::NormalizedPolygon Polygon() const {
-    std::vector<NormalizedPoint> points;
-    for (Field const& element : Elements()) {
-      points.push_back(element.Point());
-    }
-    return geometry::NormalizedPolygon(std::move(points));
-  }
-  data::TimePoint Time() const { return ParseTime(String(), source_ + ": " + path_); }
-  // The enumeration value whose text (from orv::type::Strings) this is.
-  template <class E>
-  E Text(char const* what) const {
-    std::string const text = String();
-    std::string list;
-    for (auto const& [value, name] : type::Strings<E>::GetMap()) {
-      if (name == text) {
-        return value;
-      }
-      list += (list.empty() ? "" : ", ") + name;
-    }
-    Fail("unknown " + std::string(what) + " '" + text + "'; expected one of " + list);
-  }
-
- private:
-  void RequireObject() const {
-    if (!value_.is_object()) {
-      Expected("an object");
-    }
-  }
-
-  Json const& value_;
-  std::string path_;
-  std::string const& source_;
-};
+  field.Fail("unknown " + std::string(what) + " '" + text + "'; expected one of " + Join(names));
+}
 
 using ObjectPtr = std::shared_ptr<object::Object const>;
 data::Objects ReadObjects(Field const& list);
@@ -199,7 +91,7 @@ data::ColourSignature ReadColourSignature(Field const& field) {
     entry.OnlyFields({"colour_name", "colour_value", "proportion"});
     Field const value = entry["colour_value"];
     value.OnlyFields({"r", "g", "b"});
-    colours.emplace_back(entry["colour_name"].String(), value["r"].Byte(), value["g"].Byte(), value["b"].Byte(),
+    colours.emplace_back(entry["colour_name"].String(), Byte(value["r"]), Byte(value["g"]), Byte(value["b"]),
                          entry["proportion"].Float());
   }
   return data::ColourSignature(std::move(colours));
@@ -240,14 +132,14 @@ std::map<std::string, Kind, std::less<>> const& GetKinds() {
        {{"id", "name", "value", "difference", "position"},
         [](Field const& f) {
           return std::make_shared<data::count::Value>(f["id"].Id(), f["name"].String(), f["value"].Int(),
-                                                      f["difference"].Int(), f["position"].Point());
+                                                      f["difference"].Int(), Point(f["position"]));
         }}},
       {"CountingLine",
        {{"rule_id", "width", "position", "count", "direction", "zone_id"},
         [](Field const& f) {
           return std::make_shared<data::count::Line>(
-              f["rule_id"].Id(), f["width"].Coordinate(), f["position"].Coordinate(), f["count"].Id(),
-              f["direction"].Text<data::line::Direction>("direction"), f["zone_id"].Id());
+              f["rule_id"].Id(), Coordinate(f["width"]), Coordinate(f["position"]), f["count"].Id(),
+              Text<data::line::Direction>(f["direction"], "direction"), f["zone_id"].Id());
         }}},
       {"DLClassification",
        {{"class", "confidence", "object_id"},
@@ -263,7 +155,7 @@ std::map<std::string, Kind, std::less<>> const& GetKinds() {
               f["utilisation"].Id(), f["memory_used"].Unsigned<std::uint64_t>("an unsigned 64-bit number"));
         }}},
       {"GroundPoint",
-       {{"value"}, [](Field const& f) { return std::make_shared<data::object::GroundPoint>(f["value"].Point()); }}},
+       {{"value"}, [](Field const& f) { return std::make_shared<data::object::GroundPoint>(Point(f["value"])); }}},
       {"Height", FloatValue<data::object::Height>()},
       {"History",
        {{"object_id", "map"},
@@ -271,7 +163,7 @@ std::map<std::string, Kind, std::less<>> const& GetKinds() {
           std::map<data::TimePoint, data::object::GroundPoint> points;
           for (Field const& entry : f["map"].Elements()) {
             entry.OnlyFields({"key", "value"});
-            if (!points.emplace(entry["key"].Time(), data::object::GroundPoint(entry["value"].Point())).second) {
+            if (!points.emplace(Time(entry["key"]), data::object::GroundPoint(Point(entry["value"]))).second) {
               entry["key"].Fail("a second entry for the same time");
             }
           }
@@ -283,8 +175,8 @@ std::map<std::string, Kind, std::less<>> const& GetKinds() {
       {"Object",
        {{"id", "outline", "width", "height", "meta"},
         [](Field const& f) {
-          return std::make_shared<data::TrackedObject>(f["id"].Id(), f["outline"].Polygon(), f["width"].Coordinate(),
-                                                       f["height"].Coordinate(), ReadObjects(f["meta"]));
+          return std::make_shared<data::TrackedObject>(f["id"].Id(), Polygon(f["outline"]), Coordinate(f["width"]),
+                                                       Coordinate(f["height"]), ReadObjects(f["meta"]));
         }}},
       {"Observable", {{"id"}, [](Field const& f) { return std::make_shared<data::Observable>(f["id"].Id()); }}},
       {"Pixels",
@@ -299,8 +191,9 @@ std::map<std::string, Kind, std::less<>> const& GetKinds() {
           std::map<data::SegmentedColourSignature::Segment, data::ColourSignature> segments;
           for (auto const& [name, segment] : f["segments"].Members()) {
             segment.OnlyFields({"colours"});
-            auto const key = Field(Json(name), segment.Path(), f.Source())
-                                 .Text<data::SegmentedColourSignature::Segment>("segment");
+            Json const text(name);
+            auto const key =
+                Text<data::SegmentedColourSignature::Segment>(Field(text, segment.Path(), f.Source()), "segment");
             segments.emplace(key, ReadColourSignature(segment));
           }
           return std::make_shared<data::SegmentedColourSignature>(std::move(segments));
@@ -320,10 +213,10 @@ std::map<std::string, Kind, std::less<>> const& GetKinds() {
           colour.OnlyFields({"r", "g", "b", "a"});
           return std::make_shared<data::Zone>(
               f["id"].Id(), f["name"].String(), f["channel"].Id(),
-              std::array<std::uint8_t, 4>{colour["r"].Byte(), colour["g"].Byte(), colour["b"].Byte(),
-                                          colour["a"].Byte()},
-              f["detection"].Text<data::zone::Detection>("detection"), f["type"].Text<data::zone::Type>("zone type"),
-              f["outline"].Polygon(), f["mask"].Bool());
+              std::array<std::uint8_t, 4>{Byte(colour["r"]), Byte(colour["g"]), Byte(colour["b"]),
+                                          Byte(colour["a"])},
+              Text<data::zone::Detection>(f["detection"], "detection"), Text<data::zone::Type>(f["type"], "zone type"),
+              Polygon(f["outline"]), f["mask"].Bool());
         }}},
   };
   return kinds;
@@ -334,11 +227,11 @@ ObjectPtr ReadObject(Field const& field) {
   auto const& kinds = GetKinds();
   auto const found = kinds.find(kind);
   if (found == kinds.end()) {
-    std::string list;
+    std::vector<std::string> names;
     for (auto const& [name, known] : kinds) {
-      list += (list.empty() ? "" : ", ") + name;
+      names.push_back(name);
     }
-    field["kind"].Fail("unknown object kind '" + kind + "'; expected one of " + list);
+    field["kind"].Fail("unknown object kind '" + kind + "'; expected one of " + Join(names));
   }
   std::vector<std::string_view> fields{"kind"};
   fields.insert(fields.end(), found->second.fields.begin(), found->second.fields.end());
@@ -438,14 +331,14 @@ std::shared_ptr<meta::data::Event> ToEvent(nlohmann::json const& json, std::stri
   std::string name = event["name"].String();
   std::string type = event["type"].String();
   std::string category = event["category"].String();
-  data::TimePoint const start = event["start"].Time();
+  data::TimePoint const start = Time(event["start"]);
   auto result = std::make_shared<data::Event>(std::move(name), std::move(type), std::move(category), start,
                                               event.Has("objects") ? ReadObjects(event["objects"]) : data::Objects{});
   if (event.Has("id")) {
     result->SetId(event["id"].Id());
   }
   if (event.Has("end")) {
-    result->SetEnd(event["end"].Time());
+    result->SetEnd(Time(event["end"]));
   }
   return result;
 }

@@ -8,6 +8,7 @@
 #include "../action_setup.hpp"
 #include "../commands.hpp"
 #include "../event_file.hpp"
+#include "../json_field.hpp"
 #include "../property_values.hpp"
 #include "orv/action/exception.hpp"
 #include "orv/action/loader.hpp"
@@ -17,8 +18,6 @@
 
 namespace orv::tool {
 namespace {
-
-using Json = nlohmann::json;
 
 // A configured action, the rules it listens to, and what the host watches of it.
 struct DeviceAction {
@@ -33,103 +32,50 @@ struct Device {
   bool armed = false;
 };
 
-[[noreturn]] void Fail(std::string const& where, std::string const& message) {
-  throw InputError(where + ": " + message);
-}
-
-Json const& Member(Json const& object, char const* name, std::string const& where) {
-  auto const found = object.find(name);
-  if (found == object.end()) {
-    Fail(where, std::string("missing field '") + name + "'");
-  }
-  return *found;
-}
-
-void OnlyFields(Json const& object, std::initializer_list<char const*> known, std::string const& where) {
-  for (auto const& [key, value] : object.items()) {
-    if (std::none_of(known.begin(), known.end(), [&](char const* name) { return key == name; })) {
-      std::string list;
-      for (char const* name : known) {
-        list += (list.empty() ? "" : ", ") + std::string(name);
-      }
-      Fail(where + "." + key, "unknown field '" + key + "'; expected one of " + list);
-    }
-  }
-}
-
 // Builds the device of the configuration file: every action configured
-// through its properties, subscribed to one observable per rule id.
+// through its properties; the rules it listens to are kept for later.
 Device ReadDevice(std::string const& path) {
   std::string const source = path == "-" ? "<stdin>" : path;
-  Json const config = ParseJson(ReadFile(path), source);
-  std::string const root = source + ": $";
-  if (!config.is_object()) {
-    Fail(root, "expected an object with \"armed\" and \"actions\", found " + config.dump());
-  }
-  OnlyFields(config, {"armed", "actions"}, root);
+  nlohmann::json const json = ParseJson(ReadFile(path), source);
+  JsonField const config(json, "$", source);
+  config.OnlyFields({"armed", "actions"});
   Device device;
-  Json const& armed = Member(config, "armed", root);
-  if (!armed.is_boolean()) {
-    Fail(root + ".armed", "expected true or false, found " + armed.dump());
-  }
-  device.armed = armed.get<bool>();
-  Json const& actions = Member(config, "actions", root);
-  if (!actions.is_array()) {
-    Fail(root + ".actions", "expected an array, found " + actions.dump());
-  }
-  for (std::size_t i = 0; i < actions.size(); ++i) {
-    std::string const where = root + ".actions[" + std::to_string(i) + "]";
-    Json const& entry = actions[i];
-    if (!entry.is_object()) {
-      Fail(where, "expected an object, found " + entry.dump());
-    }
-    OnlyFields(entry, {"type", "name", "always_trigger", "rules", "properties"}, where);
-    Json const& type = Member(entry, "type", where);
-    if (!type.is_string()) {
-      Fail(where + ".type", "expected a type name, found " + type.dump());
-    }
+  device.armed = config["armed"].Bool();
+  for (JsonField const& entry : config["actions"].Elements()) {
+    entry.OnlyFields({"type", "name", "always_trigger", "rules", "properties"});
+    JsonField const type = entry["type"];
     ConfigurableAction configurable;
     try {
-      configurable = MakeConfigurableAction(type.get<std::string>());
+      configurable = MakeConfigurableAction(type.String());
     } catch (InputError const& error) {
-      Fail(where + ".type", error.what());
+      type.Fail(error.what());
     }
-    auto const set = [&](std::string const& name, Json const& value, std::string const& at) {
+    auto const set = [&configurable](JsonField const& field, std::string const& name) {
       try {
-        SetFromJson(configurable.Get(name), value, at);
+        SetFromJson(configurable.Get(name), field.Value(), field.Source() + ": " + field.Path());
       } catch (InputError const& error) {
         std::string const message = error.what();
         // SetFromJson names the place itself; Get does not.
-        throw InputError(message.starts_with(at) ? message : at + ": " + message);
+        if (message.starts_with(field.Source() + ": ")) {
+          throw;
+        }
+        field.Fail(message);
       }
     };
-    set("name", Member(entry, "name", where), where + ".name");
-    if (entry.contains("always_trigger")) {
-      set("always_trigger", entry["always_trigger"], where + ".always_trigger");
+    set(entry["name"], "name");
+    if (entry.Has("always_trigger")) {
+      set(entry["always_trigger"], "always_trigger");
     }
-    if (entry.contains("properties")) {
-      Json const& properties = entry["properties"];
-      if (!properties.is_object()) {
-        Fail(where + ".properties", "expected an object, found " + properties.dump());
-      }
-      for (auto const& [name, value] : properties.items()) {
+    if (entry.Has("properties")) {
+      for (auto const& [name, value] : entry["properties"].Members()) {
         if (name == "name" || name == "always_trigger" || name == "observables") {
-          Fail(where + ".properties." + name, "'" + name + "' is set by the action's own field, not here");
+          value.Fail("'" + name + "' is set by the action's own field, not here");
         }
-        set(name, value, where + ".properties." + name);
+        set(value, name);
       }
-    }
-    Json const& rules = Member(entry, "rules", where);
-    if (!rules.is_array()) {
-      Fail(where + ".rules", "expected an array of rule ids, found " + rules.dump());
     }
     property::Property::Observables observables;
-    for (std::size_t r = 0; r < rules.size(); ++r) {
-      if (!rules[r].is_number_unsigned() || rules[r].get<std::uint64_t>() > UINT32_MAX) {
-        Fail(where + ".rules[" + std::to_string(r) + "]",
-             "expected a rule id (unsigned 32-bit), found " + rules[r].dump());
-      }
-      auto const id = static_cast<std::uint32_t>(rules[r].get<std::uint64_t>());
+    for (std::uint32_t const id : entry["rules"].Ids()) {
       auto& rule = device.rules[id];
       if (!rule) {
         rule = std::make_shared<observable::Observable>(id);
@@ -162,15 +108,6 @@ std::string FailureKey(std::exception_ptr const& failure) {
   } catch (...) {
     return "unknown failure";
   }
-}
-
-std::uint32_t const* FindRule(meta::data::Event const& event) {
-  for (auto const& object : event.GetObjects()) {
-    if (object->GetTypeNameId() == object::TypeIdOf<meta::data::Observable>) {
-      return &object->As<meta::data::Observable const>().GetId();
-    }
-  }
-  return nullptr;
 }
 
 int RunRun(Arguments const& arguments, std::ostream& out, std::ostream&) {
@@ -229,8 +166,8 @@ int RunRun(Arguments const& arguments, std::ostream& out, std::ostream&) {
   arm::SetState(device.armed ? 1 : 0);
   for (auto const& event : events) {
     ++summary.events;
-    std::uint32_t const* rule = FindRule(*event);
-    auto const found = rule != nullptr ? device.rules.find(*rule) : device.rules.end();
+    auto const* rule = meta::data::FindFirst<meta::data::Observable>(event->GetObjects());
+    auto const found = rule != nullptr ? device.rules.find(rule->GetId()) : device.rules.end();
     if (found == device.rules.end()) {
       ++summary.withoutRule;
       continue;

@@ -16,6 +16,18 @@ using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono
 // The objects an event carries (zones, tracked objects, counters, ...).
 using Objects = std::vector<std::shared_ptr<orv::object::Object const>>;
 
+// The first of `objects` whose type id is exactly T's (no base types), as a T;
+// null when there is none.
+template <class T>
+T const* FindFirst(Objects const& objects) {
+  for (auto const& object : objects) {
+    if (object->GetTypeNameId() == orv::object::TypeIdOf<T>) {
+      return &object->template As<T const>();
+    }
+  }
+  return nullptr;
+}
+
 // An analytics event: what a rule publishes when it fires. A new event has id
 // 0 and its end equal to its start.
 class Event : public orv::object::Object {
