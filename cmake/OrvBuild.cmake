@@ -1,9 +1,14 @@
 # Shared build settings of every orv library, test, benchmark and tool.
 
 # Warnings apply to our own code only; they travel through this target,
-# never through the installed package.
+# never through the installed package. Turning them into errors is a
+# developer setting (on in the presets and CI), never forced on someone who
+# only builds or packages the project with another compiler version.
+option(ORV_WERROR "Treat compiler warnings in the project's own code as errors" OFF)
 add_library(orv_warnings INTERFACE)
-target_compile_options(orv_warnings INTERFACE -Wall -Wextra -Wpedantic -Werror)
+target_compile_options(orv_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-qual
+  $<$<BOOL:${ORV_WERROR}>:-Werror>)
 
 if(ORV_SANITIZER STREQUAL "address")
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -85,7 +85,7 @@ class Program : public ::testing::Test {
     Write("stdin", input);
     std::string command = "cd " + Quote(dir_.string()) + " && exec " + Quote(ORV_ACTION_PROGRAM);
     for (auto const& argument : arguments) {
-      command += " " + Quote(argument);
+      command.append(" ").append(Quote(argument));
     }
     command += " <stdin >stdout 2>stderr";
     int const status = std::system(command.c_str());

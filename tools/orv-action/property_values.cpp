@@ -50,8 +50,9 @@ std::string ValueTextOf(property::Property const& property) {
     return text.str();
   }
   std::ostringstream text;
-  property.DescribeValidValues(text);
-  return "(" + text.str() + ")";
+  text << '(';
+  property.DescribeValidValues(text) << ')';
+  return text.str();
 }
 
 void SetFromText(property::Property& property, std::string const& text) {
