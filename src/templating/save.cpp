@@ -33,11 +33,6 @@
 #include "orv/meta/data/tracked_object.hpp"
 #include "orv/meta/data/zone.hpp"
 
-namespace orv::meta::data {
-template <>
-void ObjectBase::Save(templating::serialize::archive::output::Data& archive) const;
-}  // namespace orv::meta::data
-
 namespace orv::templating::serialize::archive::output {
 namespace {
 

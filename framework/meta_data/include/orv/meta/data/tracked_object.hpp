@@ -7,14 +7,19 @@
 
 #include "orv/geometry/normalized.hpp"
 #include "orv/geometry/polygon.hpp"
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
+
+namespace orv::templating::serialize::archive::output {
+class Data;
+}  // namespace orv::templating::serialize::archive::output
 
 namespace orv::meta::data {
 
 // A tracked object: one detected thing followed over time, with its outline,
 // its size and the meta-data records about it (its speed, classification,
 // history, further tracked objects, ...).
-class ObjectBase : public orv::object::Object {
+class ORV_META_DATA_API ObjectBase : public orv::object::Object {
  public:
   using Normalized = geometry::normalized::Value<unsigned short>;
   using Meta = std::vector<std::shared_ptr<orv::object::Object const>>;
@@ -50,6 +55,11 @@ class ObjectBase : public orv::object::Object {
   Meta meta_;
 };
 
+// The one instance of Save, for the archive of orv::templating; declared here
+// so that every caller sees the same specialisation.
+template <>
+void ObjectBase::Save(templating::serialize::archive::output::Data& archive) const;
+
 struct ObjectType {
   static constexpr char const* kTypeName = orv::object::type_name::kTrackedObject;
 };
@@ -58,7 +68,7 @@ namespace detail {
 
 // The tracked-object record of the kind named by `Tag::kTypeName`.
 template <class Tag>
-class Object : public ObjectBase {
+class ORV_META_DATA_API Object : public ObjectBase {
  public:
   static constexpr char const* kTypeName = Tag::kTypeName;
 
