@@ -20,11 +20,16 @@ elseif(NOT ORV_SANITIZER STREQUAL "")
   message(FATAL_ERROR "ORV_SANITIZER must be empty, 'address' or 'thread', not '${ORV_SANITIZER}'")
 endif()
 
+include(GenerateExportHeader)
+
 # orv_add_library(<name> SOURCES <files...> [DEPENDS <targets...>] [PRIVATE_DEPENDS <targets...>])
 #
 # Builds the shared library liborv_<name>.so from the sources in the calling
 # directory, with public headers under ./include, the alias orv::<name>, and
-# install rules into the exported orv_action package.
+# install rules into the exported orv_action package. Symbols are hidden
+# unless marked with ORV_<NAME>_API from the generated header
+# orv/<name with '_' as '/'>/export.hpp, so each library exports its API and
+# nothing else.
 function(orv_add_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
   set(target orv_${name})
@@ -33,15 +38,25 @@ function(orv_add_library name)
   set_target_properties(${target} PROPERTIES
     EXPORT_NAME ${name}
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR})
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+  string(REPLACE "_" "/" header_dir "orv/${name}")
+  string(TOUPPER "ORV_${name}_API" macro)
+  set(generated "${CMAKE_CURRENT_BINARY_DIR}/include")
+  generate_export_header(${target}
+    EXPORT_MACRO_NAME ${macro}
+    EXPORT_FILE_NAME "${generated}/${header_dir}/export.hpp")
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+    $<BUILD_INTERFACE:${generated}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_DEPENDS} $<BUILD_INTERFACE:orv_warnings>)
   install(TARGETS ${target} EXPORT orv_actionTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES "${generated}/${header_dir}/export.hpp" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${header_dir}")
   if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/include)
     install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
   endif()

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <string>
 
+#include "orv/chrono/export.hpp"
+
 namespace orv::chrono {
 
 // Time stamps of the framework: the system clock at nanosecond resolution.
@@ -22,6 +24,6 @@ enum class TimeZone {
 // Times before 1970 count back from the epoch: one nanosecond before it is
 // "1969-12-31T23:59:59.999999999Z". Local time follows the process's time
 // zone as last read by tzset().
-std::string ToIso8601(TimePoint time, TimeZone zone);
+ORV_CHRONO_API std::string ToIso8601(TimePoint time, TimeZone zone);
 
 }  // namespace orv::chrono

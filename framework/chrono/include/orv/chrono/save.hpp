@@ -3,6 +3,7 @@
 #include <chrono>
 #include <string>
 
+#include "orv/chrono/export.hpp"
 #include "orv/chrono/iso8601.hpp"
 
 namespace orv::templating::serialize::archive::output {
@@ -24,8 +25,8 @@ namespace orv::chrono {
 // field it needs throws std::out_of_range from std::string::substr before
 // anything is written; the offset fields are cut only when they are needed.
 // The time-point writer below is this with ToIso8601.
-void SaveTimeFields(templating::serialize::archive::output::Data& archive, std::string const& iso,
-                    std::chrono::nanoseconds sinceEpoch);
+ORV_CHRONO_API void SaveTimeFields(templating::serialize::archive::output::Data& archive, std::string const& iso,
+                                   std::chrono::nanoseconds sinceEpoch);
 
 }  // namespace orv::chrono
 
@@ -33,6 +34,7 @@ namespace cereal {
 
 // Writes a time stamp into the node the caller opened, as SaveTimeFields
 // with the text of orv::chrono::ToIso8601(time, orv::chrono::TimeZone{0}).
-void Save(orv::templating::serialize::archive::output::Data& archive, orv::chrono::TimePoint const& time);
+ORV_CHRONO_API void Save(orv::templating::serialize::archive::output::Data& archive,
+                         orv::chrono::TimePoint const& time);
 
 }  // namespace cereal

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "orv/geometry/export.hpp"
+
 namespace orv::geometry {
 
 template <class T, std::size_t N>
@@ -9,7 +11,7 @@ class Point;
 
 // A point in the plane: x, then y.
 template <class T>
-class Point<T, 2> {
+class ORV_GEOMETRY_API Point<T, 2> {
  public:
   constexpr Point(T x, T y) : x_(x), y_(y) {}
 

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "orv/geometry/export.hpp"
 #include "orv/geometry/normalized.hpp"
 #include "orv/geometry/point.hpp"
 
@@ -18,7 +19,7 @@ struct BoundingBox {
 
 // An ordered, possibly empty, sequence of points.
 template <class T>
-class Polygon {
+class ORV_GEOMETRY_API Polygon {
  public:
   Polygon() = default;
   explicit Polygon(std::vector<Point<T, 2>> points) : points_(std::move(points)) {}
@@ -57,9 +58,9 @@ using NormalizedPolygon = Polygon<normalized::Value<unsigned short>>;
 // holding "top_left" and "bottom_right" of the bounding box, into the open
 // node. Every point, the corners included, goes through normalized::Save, so
 // with the Y flip set "top_left" holds the flipped smallest y.
-void SavePolygon(templating::serialize::archive::output::Data& archive, NormalizedPolygon polygon);
+ORV_GEOMETRY_API void SavePolygon(templating::serialize::archive::output::Data& archive, NormalizedPolygon polygon);
 
 template <>
-void NormalizedPolygon::Save(templating::serialize::archive::output::Data& archive) const;
+ORV_GEOMETRY_API void NormalizedPolygon::Save(templating::serialize::archive::output::Data& archive) const;
 
 }  // namespace orv::geometry

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <functional>
 
+#include "orv/hash/export.hpp"
+
 namespace orv::hash {
 
 // A 32-bit type id: the MurmurHash3 (x86, 32-bit) of a dotted type name such as
@@ -12,7 +14,7 @@ namespace orv::hash {
 //
 // Everything is constexpr so that the id of a known type name costs nothing at
 // run time. The all-zero id means "untyped".
-class MurmurThree32 {
+class ORV_HASH_API MurmurThree32 {
  public:
   using Data = std::array<std::uint8_t, 4>;
 
@@ -100,7 +102,7 @@ class MurmurThree32 {
 };
 
 // Computes MakeData at run time, for text that is only known then.
-MurmurThree32 Hash(char const* text) noexcept;
+ORV_HASH_API MurmurThree32 Hash(char const* text) noexcept;
 
 }  // namespace orv::hash
 

@@ -5,6 +5,7 @@
 
 #include "orv/hash/murmur_three_32.hpp"
 #include "orv/object/bad_cast.hpp"
+#include "orv/object/export.hpp"
 #include "orv/object/type_names.hpp"
 
 namespace orv::templating::serialize::archive::output {
@@ -20,13 +21,13 @@ inline constexpr hash::MurmurThree32 TypeIdOf{std::remove_cv_t<T>::kTypeName};
 
 namespace detail {
 // Throws the BadCast of a failed As<T>; out of line so the success path stays small.
-[[noreturn]] void ThrowBadCast(hash::MurmurThree32 const& from, char const* to);
+[[noreturn]] ORV_OBJECT_API void ThrowBadCast(hash::MurmurThree32 const& from, char const* to);
 }  // namespace detail
 
 // The polymorphic base of every run-time typed value. An object carries the
 // type id of its dotted type name, fixed at construction; identity is by that
 // id, never by built-in run-time type information.
-class Object : public std::enable_shared_from_this<Object> {
+class ORV_OBJECT_API Object : public std::enable_shared_from_this<Object> {
  public:
   using Iterator = Object**;
   using ConstIterator = Object const* const*;
@@ -85,6 +86,6 @@ class Object : public std::enable_shared_from_this<Object> {
 // Registers a type name beyond the built-in ones so that messages can name it.
 // `name` must outlive the process (a string literal). Returns false when the
 // id is already known (the first name for an id stays). Thread-safe.
-bool AddTypeName(char const* name);
+ORV_OBJECT_API bool AddTypeName(char const* name);
 
 }  // namespace orv::object

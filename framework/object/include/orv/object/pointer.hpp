@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "orv/object/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::object {
@@ -14,7 +15,7 @@ class Pointer;
 // points to ("orv.object.ConstPointer"). The pointee id is fixed by the first
 // typed value and never changes afterwards; the all-zero id means untyped.
 template <>
-class Pointer<Object, void const> : public Object {
+class ORV_OBJECT_API Pointer<Object, void const> : public Object {
  public:
   static constexpr char const* kTypeName = type_name::kObjectConstPointer;
 

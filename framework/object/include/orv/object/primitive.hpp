@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "orv/object/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::object {
@@ -23,7 +24,7 @@ struct PrimitiveName<std::string> {
 // A plain typed value: "orv.object.Bool" for bool, "orv.object.String" for
 // std::string. Hosts hand these to properties to set them.
 template <class T>
-class Primitive : public Object {
+class ORV_OBJECT_API Primitive : public Object {
  public:
   static constexpr char const* kTypeName = detail::PrimitiveName<T>::kValue;
 

@@ -8,6 +8,7 @@
 #include "orv/meta/data/event.hpp"
 #include "orv/object/type_names.hpp"
 #include "orv/observable/callback.hpp"
+#include "orv/observable/export.hpp"
 #include "orv/type/binding.hpp"
 
 namespace orv::observable {
@@ -26,7 +27,7 @@ struct Hub;
 // was running has finished by the time that returns; called from inside the
 // callback itself it returns at once. Either way the callback is never called
 // again. Bindings may outlive the observable.
-class Observable {
+class ORV_OBSERVABLE_API Observable {
  public:
   // The pointee type name of pointers to observables.
   static constexpr char const* kTypeName = object::type_name::kObservable;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "orv/object/pointer.hpp"
+#include "orv/property/export.hpp"
 #include "orv/property/property.hpp"
 
 namespace orv::property::array::detail {
@@ -16,7 +17,7 @@ class Impl;
 // An array property whose elements are typed pointers
 // ("orv.property.Array.ConstPointer"), here pointers to observables.
 template <>
-class Impl<object::ConstPointer> : public Property {
+class ORV_PROPERTY_API Impl<object::ConstPointer> : public Property {
  public:
   static constexpr char const* kTypeName = object::type_name::kPropertyArrayConstPointer;
   using Elements = std::vector<object::ConstPointer>;

@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include "orv/property/export.hpp"
+
 namespace orv::property::context {
 
 // Which way a binder moves the value when it attaches a property to its owner.
@@ -14,6 +16,6 @@ enum class Direction {
 
 // Verifies an owner before a property writes into it: throws
 // std::invalid_argument when `owner` is empty.
-void Check(std::shared_ptr<void const> const& owner);
+ORV_PROPERTY_API void Check(std::shared_ptr<void const> const& owner);
 
 }  // namespace orv::property::context

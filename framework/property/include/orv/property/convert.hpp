@@ -3,6 +3,7 @@
 #include <string>
 
 #include "orv/object/object.hpp"
+#include "orv/property/export.hpp"
 
 namespace orv::property::external {
 
@@ -12,11 +13,11 @@ namespace orv::property::external {
 // orv::type::BadCast: "Cannot set external property with a '<type name>'.
 // Make sure to use the same type as the property".
 template <class T>
-T Convert(object::Object const& value);
+ORV_PROPERTY_API T Convert(object::Object const& value);
 
 template <>
-bool Convert<bool>(object::Object const& value);
+ORV_PROPERTY_API bool Convert<bool>(object::Object const& value);
 template <>
-std::string Convert<std::string>(object::Object const& value);
+ORV_PROPERTY_API std::string Convert<std::string>(object::Object const& value);
 
 }  // namespace orv::property::external

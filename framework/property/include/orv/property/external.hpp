@@ -11,6 +11,7 @@
 #include "orv/property/array.hpp"
 #include "orv/property/context.hpp"
 #include "orv/property/convert.hpp"
+#include "orv/property/export.hpp"
 #include "orv/property/primitive.hpp"
 
 namespace orv::property {
@@ -102,7 +103,7 @@ ElementAt SetAt(void (*setAt)(Owner*, unsigned long, std::shared_ptr<E const>)) 
 }
 
 namespace detail {
-[[noreturn]] void ThrowMissing(char const* message);
+[[noreturn]] ORV_PROPERTY_API void ThrowMissing(char const* message);
 inline constexpr char kMissingGet[] = "Must provide a get structure function for an external property";
 inline constexpr char kMissingSet[] = "Must provide a set structure function for an external property";
 inline constexpr char kMissingAdd[] = "Must provide a add structure function for an external property";
@@ -162,7 +163,7 @@ struct Link {
 // External<bool> and External<std::string> are scalars;
 // External<Property::Observables> is an array of observables.
 template <class T>
-class External : public Primitive<T> {
+class ORV_PROPERTY_API External : public Primitive<T> {
  public:
   template <class Owner>
   External(std::string name, std::shared_ptr<Owner> owner, void (*set)(Owner*, T), T (*get)(Owner const*),
@@ -221,7 +222,7 @@ class External : public Primitive<T> {
 };
 
 template <>
-class External<Property::Observables> : public ObservableArray {
+class ORV_PROPERTY_API External<Property::Observables> : public ObservableArray {
  public:
   using Observable = observable::Observable;
 

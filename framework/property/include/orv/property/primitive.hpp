@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "orv/property/convert.hpp"
+#include "orv/property/export.hpp"
 #include "orv/property/property.hpp"
 
 namespace orv::property {
@@ -27,7 +28,7 @@ struct PrimitiveTraits<std::string> {
 // A scalar property: "orv.property.Bool" for bool, "orv.property.String" for
 // std::string.
 template <class T>
-class Primitive : public Property {
+class ORV_PROPERTY_API Primitive : public Property {
  public:
   static constexpr char const* kTypeName = detail::PrimitiveTraits<T>::kTypeName;
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "orv/object/object.hpp"
+#include "orv/property/export.hpp"
 
 namespace orv::observable {
 class Observable;
@@ -16,7 +17,7 @@ namespace orv::property {
 // A configurable setting: a typed object with a name, a description and an
 // extra text, holding a current value in a derived class. Scalars (Primitive)
 // refuse the element operations Add, Erase and SetAt; arrays provide them.
-class Property : public object::Object {
+class ORV_PROPERTY_API Property : public object::Object {
  public:
   using Observables = std::vector<std::shared_ptr<observable::Observable const>>;
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "orv/property/context.hpp"
+#include "orv/property/export.hpp"
 #include "orv/property/external.hpp"
 #include "orv/property/property.hpp"
 
@@ -16,7 +17,7 @@ namespace orv::property {
 //
 // A type lists its schemas; a host instantiates each for one object (an
 // action) and then reads and writes that object through the properties.
-class Schema {
+class ORV_PROPERTY_API Schema {
  public:
   // Attaches `property` to `owner`; with Direction::ToOwner it also pushes the
   // property's value into the owner.

@@ -4,17 +4,19 @@
 #include <string>
 #include <vector>
 
+#include "orv/system/export.hpp"
+
 namespace orv::system::plugin {
 
 // A file that could not be loaded, with the reason (the dynamic loader's error
 // text, or what the file's initialiser threw).
-struct Failure {
+struct ORV_SYSTEM_API Failure {
   boost::filesystem::path path;
   std::string error;
 };
 
 // What LoadAll did: the files loaded, and the files (or directories) that failed.
-struct Report {
+struct ORV_SYSTEM_API Report {
   std::vector<boost::filesystem::path> loaded;
   std::vector<Failure> failed;
 };
@@ -33,6 +35,6 @@ struct Report {
 // this process. Initialisers therefore run once in that child too, and must
 // have no effect outside their process (registering types is what they are
 // for). Meant for start-up, before other threads load libraries.
-Report LoadAll(std::string const& prefix, std::vector<boost::filesystem::path> const& directories);
+ORV_SYSTEM_API Report LoadAll(std::string const& prefix, std::vector<boost::filesystem::path> const& directories);
 
 }  // namespace orv::system::plugin

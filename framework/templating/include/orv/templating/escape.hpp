@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "orv/templating/export.hpp"
+
 namespace orv::templating {
 
 // How a template writes the value of an escaped tag ({{name}}). Chosen per
@@ -18,6 +20,6 @@ enum class Escape : std::uint8_t {
 
 // Appends `text` to `out`, escaped as `escape` says. Bytes of 0x80 and above
 // (UTF-8 sequences) pass unchanged except under Url, which encodes every byte.
-void AppendEscaped(std::string& out, std::string_view text, Escape escape);
+ORV_TEMPLATING_API void AppendEscaped(std::string& out, std::string_view text, Escape escape);
 
 }  // namespace orv::templating

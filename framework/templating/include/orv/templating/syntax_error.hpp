@@ -5,13 +5,15 @@
 #include <stdexcept>
 #include <string>
 
+#include "orv/templating/export.hpp"
+
 namespace orv::templating {
 
 // Thrown when a template or one of its partials does not compile. what() reads
 // "line 3, column 7: unclosed section "zones": expected "{{/zones}}"", prefixed
 // with `partial "name", ` when the error lies in a partial. Lines and columns
 // count from 1; a column counts characters (UTF-8 code points), a tab as one.
-class SyntaxError : public std::runtime_error {
+class ORV_TEMPLATING_API SyntaxError : public std::runtime_error {
  public:
   SyntaxError(std::string const& partial, std::size_t line, std::size_t column, std::string const& message);
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "orv/templating/escape.hpp"
+#include "orv/templating/export.hpp"
 #include "orv/templating/syntax_error.hpp"
 
 namespace orv::templating {
@@ -21,7 +22,7 @@ struct Program;
 using Partials = std::map<std::string, std::string>;
 
 // A name that a template uses and that given data does not provide.
-struct MissingName {
+struct ORV_TEMPLATING_API MissingName {
   std::string name;     // as written in the tag, e.g. "the_event.nmae"
   std::string partial;  // the partial that holds the tag; empty for the template itself
   std::size_t line;     // of the tag, from 1
@@ -46,7 +47,7 @@ struct MissingName {
 //
 //   orv::templating::Template const subject("Alarm on {{the_event.name}}", Escape::None);
 //   std::string text = subject.Render(orv::action::SerializeEvent(event));
-class Template {
+class ORV_TEMPLATING_API Template {
  public:
   // The empty template: renders as empty text.
   Template();

@@ -2,12 +2,14 @@
 
 #include <functional>
 
+#include "orv/type/export.hpp"
+
 namespace orv::type {
 
 // The move-only handle of one subscription. The subscription ends when the
 // handle is unbound, assigned over or destroyed; once any of these returns, the
 // source never calls that subscription's callback again.
-class Binding {
+class ORV_TYPE_API Binding {
  public:
   // An empty handle.
   Binding() noexcept = default;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "orv/hash/murmur_three_32.hpp"
+#include "orv/type/export.hpp"
 
 namespace orv::type {
 namespace registry {
@@ -15,7 +16,7 @@ namespace registry {
 // and never ask the same registry for another view while holding one (the
 // mutex is not recursive).
 template <class Map>
-class Lock {
+class ORV_TYPE_API Lock {
  public:
   // A view of `map` whose destruction calls `release` once.
   Lock(Map* map, std::function<void()> release) noexcept : map_(map), release_(std::move(release)) {}
@@ -56,7 +57,7 @@ class Lock {
 // the returned view; Add takes the same mutex, so a reader never sees a
 // half-inserted entry.
 template <class T>
-class Registry {
+class ORV_TYPE_API Registry {
  public:
   using Map = std::unordered_map<hash::MurmurThree32, T>;
 

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "orv/type/export.hpp"
+
 namespace orv::type {
 
 // The text of every value of the enumeration E. Specialise it beside the
@@ -14,7 +16,7 @@ struct Strings;
 
 namespace detail {
 // Throws the std::invalid_argument of a value that has no text.
-[[noreturn]] void ThrowEnumOutOfRange();
+[[noreturn]] ORV_TYPE_API void ThrowEnumOutOfRange();
 }  // namespace detail
 
 // The text of `value` from Strings<E>. Throws std::invalid_argument with

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data {
 
 // Whether the device was armed when the event was raised.
-class Armed : public orv::object::Object {
+class ORV_META_DATA_API Armed : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kArmed;
 

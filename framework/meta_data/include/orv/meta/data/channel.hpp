@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::templating::serialize::archive::output {
@@ -12,7 +13,7 @@ class Data;
 namespace orv::meta::data {
 
 // The video channel an event was raised on.
-class Channel : public orv::object::Object {
+class ORV_META_DATA_API Channel : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kChannel;
 

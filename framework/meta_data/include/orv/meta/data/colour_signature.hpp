@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::templating::serialize::archive::output {
@@ -14,7 +15,7 @@ class Data;
 namespace orv::meta::data {
 
 // The dominant colours of an object, each with its share of the object.
-class ColourSignature : public orv::object::Object {
+class ORV_META_DATA_API ColourSignature : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kColourSignature;
 

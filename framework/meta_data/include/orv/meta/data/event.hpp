@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data {
@@ -30,7 +31,7 @@ T const* FindFirst(Objects const& objects) {
 
 // An analytics event: what a rule publishes when it fires. A new event has id
 // 0 and its end equal to its start.
-class Event : public orv::object::Object {
+class ORV_META_DATA_API Event : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kEvent;
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::templating::serialize::archive::output {
@@ -11,7 +12,7 @@ class Data;
 namespace orv::meta::data {
 
 // GPU load when the event was raised.
-class GpuStats : public orv::object::Object {
+class ORV_META_DATA_API GpuStats : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kGpuStats;
 

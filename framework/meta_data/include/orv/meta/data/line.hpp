@@ -3,6 +3,7 @@
 #include <map>
 #include <string>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/type/strings.hpp"
 
 namespace orv::meta::data::line {
@@ -17,11 +18,11 @@ enum class Direction {
 
 // The text of `direction`; throws std::invalid_argument (as
 // orv::type::ToString) for a value without one.
-std::string ToString(Direction direction);
+ORV_META_DATA_API std::string ToString(Direction direction);
 
 }  // namespace orv::meta::data::line
 
 template <>
-struct orv::type::Strings<orv::meta::data::line::Direction> {
+struct ORV_META_DATA_API orv::type::Strings<orv::meta::data::line::Direction> {
   static std::map<orv::meta::data::line::Direction, std::string> const& GetMap();
 };

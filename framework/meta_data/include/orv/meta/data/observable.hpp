@@ -2,12 +2,13 @@
 
 #include <cstdint>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data {
 
 // The rule that fired, as carried by an event: its id is the rule id.
-class Observable : public orv::object::Object {
+class ORV_META_DATA_API Observable : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kMetaObservable;
 

@@ -6,13 +6,14 @@
 #include <utility>
 
 #include "orv/meta/data/colour_signature.hpp"
+#include "orv/meta/data/export.hpp"
 #include "orv/type/strings.hpp"
 
 namespace orv::meta::data {
 
 // Colour signatures of the parts of an object (the upper and lower body of a
 // person, say), each part under its segment.
-class SegmentedColourSignature : public orv::object::Object {
+class ORV_META_DATA_API SegmentedColourSignature : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kSegmentedColourSignature;
 
@@ -36,6 +37,6 @@ class SegmentedColourSignature : public orv::object::Object {
 }  // namespace orv::meta::data
 
 template <>
-struct orv::type::Strings<orv::meta::data::SegmentedColourSignature::Segment> {
+struct ORV_META_DATA_API orv::type::Strings<orv::meta::data::SegmentedColourSignature::Segment> {
   static std::map<orv::meta::data::SegmentedColourSignature::Segment, std::string> const& GetMap();
 };

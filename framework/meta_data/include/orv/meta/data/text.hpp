@@ -3,12 +3,13 @@
 #include <string>
 #include <utility>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data {
 
 // A free text attached to an event, with a category of the caller's choosing.
-class Text : public orv::object::Object {
+class ORV_META_DATA_API Text : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kText;
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data {
@@ -10,7 +11,7 @@ namespace orv::meta::data {
 // static `kTypeName`, so one template serves many kinds (pixel count,
 // calibrated position, area, ...).
 template <class Tag, class T>
-class Value : public orv::object::Object {
+class ORV_META_DATA_API Value : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = Tag::kTypeName;
 
@@ -24,7 +25,7 @@ class Value : public orv::object::Object {
 
 // A record that holds nothing but its kind, named by `Tag::kTypeName`.
 template <class Tag>
-class Empty : public orv::object::Object {
+class ORV_META_DATA_API Empty : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = Tag::kTypeName;
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "orv/geometry/polygon.hpp"
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 #include "orv/type/strings.hpp"
 
@@ -28,7 +29,7 @@ enum class Detection {
 
 // The text of `detection`; throws std::invalid_argument (as
 // orv::type::ToString) for a value without one.
-std::string ToString(Detection detection);
+ORV_META_DATA_API std::string ToString(Detection detection);
 
 // What a zone is for. Texts: "detection", "non_detection", "counting".
 enum class Type : std::uint8_t {
@@ -40,7 +41,7 @@ enum class Type : std::uint8_t {
 }  // namespace zone
 
 // A detection zone drawn on a channel's image.
-class Zone : public orv::object::Object {
+class ORV_META_DATA_API Zone : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kZone;
 
@@ -87,11 +88,11 @@ class Zone : public orv::object::Object {
 }  // namespace orv::meta::data
 
 template <>
-struct orv::type::Strings<orv::meta::data::zone::Detection> {
+struct ORV_META_DATA_API orv::type::Strings<orv::meta::data::zone::Detection> {
   static std::map<orv::meta::data::zone::Detection, std::string> const& GetMap();
 };
 
 template <>
-struct orv::type::Strings<orv::meta::data::zone::Type> {
+struct ORV_META_DATA_API orv::type::Strings<orv::meta::data::zone::Type> {
   static std::map<orv::meta::data::zone::Type, std::string> const& GetMap();
 };

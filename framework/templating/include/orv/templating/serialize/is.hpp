@@ -1,5 +1,6 @@
 #pragma once
 
+#include "orv/templating/export.hpp"
 #include "orv/templating/serialize/recursive.hpp"
 
 namespace cereal {
@@ -9,7 +10,7 @@ namespace cereal {
 // "is" > "typename" > "orv" > "meta" > "data" > "Zone": true, so that a
 // template tests a record's type with {{#is.typename.orv.meta.data.Zone}}.
 // Both texts must outlive the marker.
-class Is {
+class ORV_TEMPLATING_API Is {
  public:
   // The fixed name of the outer marker node; templates rely on it.
   static constexpr char const* kNodeName = "is";

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "orv/templating/export.hpp"
+
 namespace orv::templating::serialize {
 
 // Decimal text of a number, exactly as a freshly made std::ostringstream with
@@ -13,10 +15,10 @@ namespace orv::templating::serialize {
 // notation, trailing zeros dropped: 0.5 -> "0.5", 1234567 -> "1.23457e+06",
 // NaN -> "nan" (or "-nan"), infinities -> "inf" and "-inf". A float is written
 // by widening it to double first.
-std::string ToText(int value);
-std::string ToText(long value);
-std::string ToText(unsigned int value);
-std::string ToText(unsigned long value);
-std::string ToText(double value);
+ORV_TEMPLATING_API std::string ToText(int value);
+ORV_TEMPLATING_API std::string ToText(long value);
+ORV_TEMPLATING_API std::string ToText(unsigned int value);
+ORV_TEMPLATING_API std::string ToText(unsigned long value);
+ORV_TEMPLATING_API std::string ToText(double value);
 
 }  // namespace orv::templating::serialize

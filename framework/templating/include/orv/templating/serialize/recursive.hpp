@@ -1,5 +1,7 @@
 #pragma once
 
+#include "orv/templating/export.hpp"
+
 namespace orv::templating::serialize::archive::output {
 class Data;
 }  // namespace orv::templating::serialize::archive::output
@@ -14,7 +16,7 @@ struct Recursive;
 // "Zone": true. Two dots in a row give a map under the empty key. Both
 // pointers must stay valid while the marker is serialised.
 template <>
-struct Recursive<bool const> {
+struct ORV_TEMPLATING_API Recursive<bool const> {
   char const* name;
   bool const* value;
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::templating::serialize::archive::output {
@@ -13,7 +14,7 @@ class Data;
 namespace orv::meta::data::classification {
 
 // A deep-learning classification of a tracked object, with its confidence.
-class Confidence : public orv::object::Object {
+class ORV_META_DATA_API Confidence : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kClassificationConfidence;
 

@@ -3,12 +3,13 @@
 #include <string>
 #include <utility>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data::classification {
 
 // The class an object was classified as ("person", "vehicle", ...).
-class Name : public orv::object::Object {
+class ORV_META_DATA_API Name : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kClassificationName;
 

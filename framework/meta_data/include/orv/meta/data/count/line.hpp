@@ -3,13 +3,14 @@
 #include <cstdint>
 
 #include "orv/geometry/normalized.hpp"
+#include "orv/meta/data/export.hpp"
 #include "orv/meta/data/line.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data::count {
 
 // A counting line: how many objects crossed it in its direction.
-class Line : public orv::object::Object {
+class ORV_META_DATA_API Line : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kCountLine;
   using Normalized = geometry::normalized::Value<unsigned short>;

@@ -6,12 +6,13 @@
 
 #include "orv/geometry/normalized.hpp"
 #include "orv/geometry/point.hpp"
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data::count {
 
 // A counter's value and its change since the last report.
-class Value : public orv::object::Object {
+class ORV_META_DATA_API Value : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kCountValue;
   using NormalizedPoint = geometry::Point<geometry::normalized::Value<unsigned short>, 2>;

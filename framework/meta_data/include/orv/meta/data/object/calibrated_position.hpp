@@ -1,6 +1,7 @@
 #pragma once
 
 #include "orv/geometry/point.hpp"
+#include "orv/meta/data/export.hpp"
 #include "orv/meta/data/value.hpp"
 
 namespace orv::meta::data::object {

@@ -2,12 +2,13 @@
 
 #include <cstdint>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data::object {
 
 // A tracked object has left the scene.
-class Gone : public orv::object::Object {
+class ORV_META_DATA_API Gone : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kGone;
 

@@ -2,12 +2,13 @@
 
 #include "orv/geometry/normalized.hpp"
 #include "orv/geometry/point.hpp"
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data::object {
 
 // Where a tracked object touches the ground, in normalised image coordinates.
-class GroundPoint : public orv::object::Object {
+class ORV_META_DATA_API GroundPoint : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kGroundPoint;
   using NormalizedPoint = geometry::Point<geometry::normalized::Value<unsigned short>, 2>;

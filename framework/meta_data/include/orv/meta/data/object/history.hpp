@@ -5,12 +5,13 @@
 #include <utility>
 
 #include "orv/chrono/iso8601.hpp"
+#include "orv/meta/data/export.hpp"
 #include "orv/meta/data/object/ground_point.hpp"
 
 namespace orv::meta::data::object {
 
 // Where a tracked object has been: its ground points by time.
-class History : public orv::object::Object {
+class ORV_META_DATA_API History : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kHistory;
 

@@ -4,12 +4,13 @@
 #include <utility>
 #include <vector>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data::object {
 
 // Several tracked objects became one.
-class Merged : public orv::object::Object {
+class ORV_META_DATA_API Merged : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kMerged;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "orv/meta/data/export.hpp"
 #include "orv/meta/data/value.hpp"
 
 namespace orv::meta::data::object {

@@ -4,12 +4,13 @@
 #include <utility>
 #include <vector>
 
+#include "orv/meta/data/export.hpp"
 #include "orv/object/object.hpp"
 
 namespace orv::meta::data::object {
 
 // One tracked object became several.
-class Split : public orv::object::Object {
+class ORV_META_DATA_API Split : public orv::object::Object {
  public:
   static constexpr char const* kTypeName = orv::object::type_name::kSplit;
 

@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "orv/templating/export.hpp"
 #include "orv/templating/serialize/cereal.hpp"
 
 namespace orv::templating::serialize::archive::output {
@@ -17,7 +18,7 @@ namespace orv::templating::serialize::archive::output {
 //
 // One archive serves one serialisation on one thread; the tree belongs to the
 // root map and stays there when the archive is destroyed.
-class Data : public cereal::OutputArchive<Data>, public cereal::traits::TextArchive {
+class ORV_TEMPLATING_API Data : public cereal::OutputArchive<Data>, public cereal::traits::TextArchive {
  public:
   // Starts writing into `root`, which must outlive the archive; `root` is the
   // open node.
