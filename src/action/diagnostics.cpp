@@ -8,6 +8,7 @@
 #include "orv/action/action.hpp"
 #include "orv/meta/data/channel.hpp"
 #include "orv/meta/data/observable.hpp"
+#include "orv/object/write_name.hpp"
 
 namespace orv::action {
 
@@ -35,12 +36,14 @@ type::BadCast Action::BadCastError(char const* target) const {
   // A null text fails the stream, which then drops the rest: the cut-short
   // message is intended.
   std::ostringstream message;
-  message << "Failed to cast the action from '" << GetTypeName() << "' to a '" << target << '\'';
+  object::WriteName(message << "Failed to cast the action from '", GetTypeName()) << "' to a '";
+  object::WriteName(message, target) << '\'';
   return type::BadCast(message.str());
 }
 
 std::ostream& operator<<(std::ostream& stream, Action const& action) {
-  return stream << "{\"typename\":" << action.GetTypeName() << ",\"id\":" << action.GetId() << '}';
+  // An unregistered type fails the stream after the key; the rest is dropped.
+  return object::WriteName(stream << "{\"typename\":", action.GetTypeName()) << ",\"id\":" << action.GetId() << '}';
 }
 
 }  // namespace orv::action

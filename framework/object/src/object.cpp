@@ -3,6 +3,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "orv/object/write_name.hpp"
+
 namespace orv::object {
 
 Object::~Object() = default;
@@ -19,10 +21,11 @@ void Object::Set(Object const& value) {
 namespace detail {
 
 void ThrowBadCast(hash::MurmurThree32 const& from, char const* to) {
-  // A null type name fails the stream, which then drops everything after the
-  // opening quote: the truncated message is intended.
+  // An unknown type name fails the stream, which then drops everything after
+  // the opening quote: the truncated message is intended.
   std::ostringstream message;
-  message << "Failed to cast the runtime object from '" << Object::TypeName(from) << "' to a '" << to << "'";
+  WriteName(message << "Failed to cast the runtime object from '", Object::TypeName(from)) << "' to a '";
+  WriteName(message, to) << "'";
   throw BadCast(message.str());
 }
 

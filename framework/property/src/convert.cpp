@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "orv/object/primitive.hpp"
+#include "orv/object/write_name.hpp"
 #include "orv/property/primitive.hpp"
 #include "orv/type/bad_cast.hpp"
 
@@ -10,9 +11,10 @@ namespace orv::property::external {
 namespace {
 
 [[noreturn]] void ThrowWrongType(object::Object const& value) {
+  // An unknown type name fails the stream and cuts the message short there.
   std::ostringstream message;
-  message << "Cannot set external property with a '" << object::Object::TypeName(value.GetTypeNameId())
-          << "'. Make sure to use the same type as the property";
+  object::WriteName(message << "Cannot set external property with a '", object::Object::TypeName(value.GetTypeNameId()))
+      << "'. Make sure to use the same type as the property";
   throw type::BadCast(message.str());
 }
 
