@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "orv/action/registration.hpp"
@@ -196,6 +198,68 @@ TEST_F(EndToEnd, RefreshingTheObservablesWritesTheSameListBackWithoutDoublingSub
   arm::SetState(1);
   Publish(*first_, "once");
   EXPECT_EQ(Executed(), std::vector<std::string>{"once"});
+}
+
+// An action subscribed before another subscriber of the same observable is
+// delivered to first; a re-subscription would put it last.
+TEST_F(EndToEnd, ReadingEveryPropertyManyTimesCallsNoSetter) {
+  action_->SetObservables({first_});
+  alwaysTrigger_->Set(object::Primitive<bool>(true));
+  name_->Set(object::Primitive<std::string>("front door"));
+  std::vector<std::string> order;
+  auto const later = first_->Bind(
+      [&](std::shared_ptr<meta::data::Event const> event) { order.push_back("later saw " + event->GetName()); });
+  for (int read = 0; read < 100; ++read) {
+    EXPECT_EQ(name_->Read()->As<property::Primitive<std::string>>().Get(), "front door");
+    EXPECT_TRUE(alwaysTrigger_->Read()->As<property::Primitive<bool>>().Get());
+    auto const list = observables_->Read();
+    ASSERT_EQ(list->As<property::ObservableArray>().GetElements().size(), 1U);
+    EXPECT_EQ(list->As<property::ObservableArray>().GetElements()[0].Get<observable::Observable>(), first_);
+  }
+  Publish(*first_, "after the reads");
+  order.insert(order.begin(), Executed().size() == 1 ? "action ran" : "action did not run");
+  EXPECT_EQ(order, (std::vector<std::string>{"action ran", "later saw after the reads"}));
+  EXPECT_EQ(first_->GetSubscriptionCount(), 2U);
+}
+
+// The counterpart kept for GetObject: its refresh writes the list back, which
+// re-subscribes the action behind the later subscriber.
+TEST_F(EndToEnd, GetObjectOfTheObservablesResubscribesTheAction) {
+  action_->SetObservables({first_});
+  alwaysTrigger_->Set(object::Primitive<bool>(true));
+  std::vector<std::string> order;
+  auto const later = first_->Bind([&](std::shared_ptr<meta::data::Event const>) {
+    order.push_back(Executed().empty() ? "later first" : "action first");
+  });
+  observables_->GetObject();
+  Publish(*first_, "after the refresh");
+  EXPECT_EQ(order, std::vector<std::string>{"later first"});
+  EXPECT_EQ(Executed(), std::vector<std::string>{"after the refresh"});
+}
+
+TEST_F(EndToEnd, AnEventPublishedWhileAnotherThreadReadsTheObservablesIsAlwaysDelivered) {
+  constexpr int kEvents = 2000;
+  action_->SetObservables({first_});
+  alwaysTrigger_->Set(object::Primitive<bool>(true));
+  std::atomic<bool> reading{false};
+  std::atomic<bool> done{false};
+  std::thread publisher([&] {
+    while (!reading.load()) {
+      std::this_thread::yield();
+    }
+    for (int i = 0; i < kEvents; ++i) {
+      Publish(*first_, "event");
+    }
+    done = true;
+  });
+  long reads = 0;
+  do {
+    reads += static_cast<long>(observables_->Read()->As<property::ObservableArray>().GetElements().size());
+    reading = true;
+  } while (!done.load());
+  publisher.join();
+  EXPECT_GT(reads, 1);
+  EXPECT_EQ(Executed().size(), static_cast<std::size_t>(kEvents));
 }
 
 TEST_F(EndToEnd, PropertiesKeepTheActionAlive) {

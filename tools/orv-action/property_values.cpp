@@ -30,7 +30,9 @@ std::string ValueTypeOf(property::Property const& property) {
 }
 
 std::string ValueTextOf(property::Property const& property) {
-  object::Object const& value = property.GetObject();
+  // Read, not GetObject: refreshing the observables would re-subscribe the action.
+  std::shared_ptr<property::Property const> const read = property.Read();
+  object::Object const& value = *read;
   if (IsA(property, object::TypeIdOf<property::Primitive<std::string>>)) {
     return nlohmann::json(value.As<property::Primitive<std::string>>().Get()).dump();
   }

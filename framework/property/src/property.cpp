@@ -26,6 +26,8 @@ void Property::Erase(object::Object&) {
 
 object::Object const& Property::GetObject() const { return *this; }
 
+std::shared_ptr<Property const> Property::Read() const { return Clone(); }
+
 Property& Property::operator=(Observables values) {
   ObservableArray const temporary(name_, values, description_, extra_);
   Set(temporary);

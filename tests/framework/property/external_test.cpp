@@ -270,6 +270,49 @@ TEST(ExternalArray, GetObjectWithoutAnOwnerKeepsTheStoredList) {
   EXPECT_TRUE(list->GetElements().empty());
 }
 
+TEST(ExternalRead, ReturnsTheOwnersValuesAndWritesNothing) {
+  auto const box = std::make_shared<Box>();
+  auto const text = std::make_shared<Text>("t", box, &test::SetText, &test::GetText, "A text");
+  auto const flag = std::make_shared<Flag>("f", box, &test::SetFlag, &test::GetFlag, "A flag");
+  auto const list = MakeList(box);
+  auto const a = MakeObservable(1);
+  auto const b = MakeObservable(2);
+  box->text = "changed in the owner";
+  box->flag = true;
+  box->list = {a, b};
+  for (int read = 0; read < 3; ++read) {
+    auto const textValue = text->Read();
+    EXPECT_EQ(textValue->GetTypeNameId(), object::TypeIdOf<Primitive<std::string>>);
+    EXPECT_EQ(textValue->GetName(), "t");
+    EXPECT_EQ(textValue->GetDescription(), "A text");
+    EXPECT_EQ(textValue->As<Primitive<std::string>>().Get(), "changed in the owner");
+    EXPECT_TRUE(flag->Read()->As<Primitive<bool>>().Get());
+    auto const listValue = list->Read();
+    EXPECT_EQ(listValue->GetTypeNameId(), object::TypeIdOf<ObservableArray>);
+    EXPECT_EQ(Values(listValue->As<ObservableArray>()), (std::vector<ObservablePtr>{a, b}));
+  }
+  EXPECT_EQ(box->calls, Calls{});
+  // The properties themselves keep their old values: Read refreshes nothing.
+  EXPECT_EQ(text->Get(), "");
+  EXPECT_FALSE(flag->Get());
+  EXPECT_TRUE(list->GetElements().empty());
+}
+
+TEST(ExternalRead, WithoutAnOwnerReturnsTheStoredValue) {
+  std::shared_ptr<Box> const none;
+  Text text("t", none, &test::SetText, &test::GetText, "");
+  text.Primitive<std::string>::Set(std::string("kept"));
+  EXPECT_EQ(text.Read()->As<Primitive<std::string>>().Get(), "kept");
+  EXPECT_TRUE(MakeList(nullptr)->Read()->As<ObservableArray>().GetElements().empty());
+}
+
+TEST(ExternalRead, APrimitiveReadsAsACopy) {
+  Primitive<bool> const flag("f", true, "d", "");
+  auto const value = flag.Read();
+  EXPECT_NE(value.get(), &flag);
+  EXPECT_TRUE(value->As<Primitive<bool>>().Get());
+}
+
 TEST(Wrappers, SettersCheckTheOwnerAndGettersDoNot) {
   auto const set = external::Set<Box, bool>(&test::SetFlag);
   EXPECT_EQ(InvalidArgumentOf([&] { set(nullptr, object::Primitive<bool>(true)); }),

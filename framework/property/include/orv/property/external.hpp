@@ -193,6 +193,13 @@ class ORV_PROPERTY_API External : public Primitive<T> {
     return *this;
   }
 
+  // The owner's value in a plain Primitive<T>; nothing is written anywhere.
+  std::shared_ptr<Property const> Read() const override {
+    auto value = std::make_shared<Primitive<T>>(static_cast<Primitive<T> const&>(*this));
+    link_.Refresh(*value);
+    return value;
+  }
+
   // A scalar has no elements: the base refuses.
   void Add(object::Object& element) override {
     Property::Add(element);
@@ -264,11 +271,19 @@ class ORV_PROPERTY_API External<Property::Observables> : public ObservableArray 
 
   // Refreshes the list from the owner, if any, and returns this property.
   // The refresh assigns through Set, so it also writes the same list back
-  // into the owner.
+  // into the owner, which re-subscribes an action: use Read to only read.
   object::Object const& GetObject() const override {
     // The stored list is a cache of the owner's.
     link_.Refresh(const_cast<External&>(*this));
     return *this;
+  }
+
+  // The owner's list in a plain array property, whose assignment stores the
+  // list and calls no owner: nothing is written anywhere.
+  std::shared_ptr<Property const> Read() const override {
+    auto value = std::make_shared<ObservableArray>(static_cast<ObservableArray const&>(*this));
+    link_.Refresh(*value);
+    return value;
   }
 
   // Appends locally first, then passes the element to the owner.

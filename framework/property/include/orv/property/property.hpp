@@ -41,6 +41,12 @@ class ORV_PROPERTY_API Property : public object::Object {
   virtual object::Object const& GetObject() const;
   // A copy of this property, of the same concrete type.
   virtual std::shared_ptr<Property> Clone() const = 0;
+  // The current value as a new property of the same value type and texts,
+  // read from the owner when the value lives elsewhere. Unlike GetObject it
+  // only reads: it changes neither this property nor its owner, so a host may
+  // read an action's properties while events are delivered to it. The base
+  // returns a Clone.
+  virtual std::shared_ptr<Property const> Read() const;
 
   // Fills an array property from plain observables through the virtual
   // Set(Object const&), so a derived class's override runs. A scalar refuses
