@@ -4,6 +4,7 @@
 // number of objects, and rendering the golden template.
 
 #include <benchmark/benchmark.h>
+#include <ifaddrs.h>
 
 #include <chrono>
 #include <fstream>
@@ -47,6 +48,24 @@ void NetworkLookups(benchmark::State& state) {
   }
 }
 BENCHMARK(NetworkLookups);
+
+// What the address look-up cost when it listed every interface with
+// getifaddrs (a netlink dump of all addresses and links), for comparison.
+void GetifaddrsReference(benchmark::State& state) {
+  for (auto _ : state) {
+    ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0) {
+      state.SkipWithError("getifaddrs failed");
+      break;
+    }
+    for (ifaddrs const* entry = list; entry != nullptr; entry = entry->ifa_next) {
+      benchmark::DoNotOptimize(entry->ifa_addr);
+    }
+    ::freeifaddrs(list);
+    benchmark::DoNotOptimize(network::GetHostname());
+  }
+}
+BENCHMARK(GetifaddrsReference);
 
 // An event of `count` tracked objects, each with an eight-point outline and
 // four records.

@@ -1,16 +1,76 @@
 #include "orv/network/address.hpp"
 
-#include <ifaddrs.h>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <climits>
-#include <memory>
+#include <cstring>
 #include <system_error>
+#include <vector>
 
 namespace orv::network {
+namespace {
+
+// Interfaces with IPv4 addresses that one SIOCGIFCONF call reports; a device
+// with more is asked again with a larger buffer.
+constexpr std::size_t kInterfacesAtOnce = 32;
+
+[[noreturn]] void ThrowListingFailed() {
+  throw std::system_error(errno, std::generic_category(), "Cannot list the network interfaces");
+}
+
+// A datagram socket: the handle the interface ioctls need. Closed on scope exit.
+class Socket {
+ public:
+  Socket() : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    if (fd_ < 0) {
+      ThrowListingFailed();
+    }
+  }
+  Socket(Socket const&) = delete;
+  Socket& operator=(Socket const&) = delete;
+  ~Socket() { ::close(fd_); }
+  int Get() const noexcept { return fd_; }
+
+ private:
+  int fd_;
+};
+
+// Whether the interface named in `request` is up and not a loopback interface.
+bool IsUpAndNotLoopback(Socket const& socket, ifreq request) {
+  if (::ioctl(socket.Get(), SIOCGIFFLAGS, &request) != 0) {
+    return false;  // gone since it was listed
+  }
+  return (request.ifr_flags & IFF_UP) != 0 && (request.ifr_flags & IFF_LOOPBACK) == 0;
+}
+
+// Scans the IPv4 addresses of one SIOCGIFCONF answer; true with `found` set
+// when one belongs to an interface that is up and not loopback.
+bool FindIn(Socket const& socket, ifreq const* requests, std::size_t count, boost::asio::ip::address_v4& found) {
+  for (std::size_t i = 0; i < count; ++i) {
+    sockaddr_in address{};
+    std::memcpy(&address, &requests[i].ifr_addr, sizeof address);
+    if (address.sin_family != AF_INET) {
+      continue;
+    }
+    boost::asio::ip::address_v4 const candidate(ntohl(address.sin_addr.s_addr));
+    if (candidate.is_loopback()) {
+      continue;  // a loopback address needs no flags to be skipped
+    }
+    if (IsUpAndNotLoopback(socket, requests[i])) {
+      found = candidate;
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
 
 std::string GetHostname() {
   char name[HOST_NAME_MAX + 1] = {};
@@ -20,23 +80,36 @@ std::string GetHostname() {
   return std::string(name);
 }
 
+// SIOCGIFCONF on a datagram socket lists only interfaces with IPv4 addresses,
+// in the kernel's order, with one ioctl; getifaddrs would dump every address
+// and link over netlink, several times the cost, on every event.
 boost::asio::ip::address_v4 GetLocalIPAddress() {
-  ifaddrs* list = nullptr;
-  if (::getifaddrs(&list) != 0) {
-    throw std::system_error(errno, std::generic_category(), "Cannot list the network interfaces");
+  Socket const socket;
+  std::array<ifreq, kInterfacesAtOnce> small;
+  ifconf listing{};
+  listing.ifc_len = static_cast<int>(sizeof small);
+  listing.ifc_req = small.data();
+  if (::ioctl(socket.Get(), SIOCGIFCONF, &listing) != 0) {
+    ThrowListingFailed();
   }
-  std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> const owner(list, &::freeifaddrs);
-  for (ifaddrs const* entry = list; entry != nullptr; entry = entry->ifa_next) {
-    if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) {
-      continue;
-    }
-    if ((entry->ifa_flags & IFF_UP) == 0 || (entry->ifa_flags & IFF_LOOPBACK) != 0) {
-      continue;
-    }
-    auto const* address = reinterpret_cast<sockaddr_in const*>(entry->ifa_addr);
-    return boost::asio::ip::address_v4(ntohl(address->sin_addr.s_addr));
+  boost::asio::ip::address_v4 found = boost::asio::ip::address_v4::loopback();
+  if (static_cast<std::size_t>(listing.ifc_len) < sizeof small) {
+    FindIn(socket, small.data(), static_cast<std::size_t>(listing.ifc_len) / sizeof(ifreq), found);
+    return found;
   }
-  return boost::asio::ip::address_v4::loopback();
+  // The buffer was full: ask for the size and list again.
+  listing = ifconf{};
+  if (::ioctl(socket.Get(), SIOCGIFCONF, &listing) != 0) {
+    ThrowListingFailed();
+  }
+  std::vector<ifreq> all(static_cast<std::size_t>(listing.ifc_len) / sizeof(ifreq) + 1);
+  listing.ifc_len = static_cast<int>(all.size() * sizeof(ifreq));
+  listing.ifc_req = all.data();
+  if (::ioctl(socket.Get(), SIOCGIFCONF, &listing) != 0) {
+    ThrowListingFailed();
+  }
+  FindIn(socket, all.data(), static_cast<std::size_t>(listing.ifc_len) / sizeof(ifreq), found);
+  return found;
 }
 
 }  // namespace orv::network
