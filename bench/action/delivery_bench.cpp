@@ -88,4 +88,22 @@ void BM_DirectFunctionCallByReference(benchmark::State& state) {
 }
 BENCHMARK(BM_DirectFunctionCallByReference)->Arg(1)->Arg(10);
 
+// Setting up a device: `range(0)` actions subscribing to one rule, then torn
+// down. Linear in the number of actions, like subscribing them to separate
+// rules.
+void BM_SubscribeActionsToOneRule(benchmark::State& state) {
+  std::uint64_t sum = 0;
+  for (auto _ : state) {
+    auto const source = std::make_shared<orv::observable::Observable>(1);
+    std::vector<std::shared_ptr<CountingAction>> actions;
+    actions.reserve(static_cast<std::size_t>(state.range(0)));
+    for (int i = 0; i < state.range(0); ++i) {
+      actions.push_back(orv::action::MakeShared<CountingAction>(sum));
+      actions.back()->AddObservable(source);
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_SubscribeActionsToOneRule)->Arg(1000)->Arg(20000)->Unit(benchmark::kMillisecond);
+
 }  // namespace
