@@ -98,8 +98,9 @@ controllers = {
                         **common),
     "starttls": Controller(Handler("starttls"), hostname="127.0.0.1", port=free_port(), tls_context=context,
                            require_starttls=True, **common),
+    # Implicit TLS: the connection is secure from the start.
     "tls": Controller(Handler("tls"), hostname="127.0.0.1", port=free_port(), ssl_context=context,
-                      server_hostname="localhost", **common),
+                      server_hostname="localhost", auth_require_tls=False, **common),
 }
 for controller in controllers.values():
     controller.start()
