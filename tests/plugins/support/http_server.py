@@ -84,7 +84,7 @@ class Handler(BaseHTTPRequestHandler):
                     if name == "commonName":
                         client = value
         emit({"listener": self.server.name, "method": self.command, "target": self.path,
-              "headers": [[k, v] for k, v in self.headers.items()],
+              "headers": [[k, v.encode("latin-1").decode("utf-8", "replace")] for k, v in self.headers.items()],
               "body": body.decode("utf-8", "replace"), "client": client})
         segments = self.path.split("?")[0].split("/")
         first = segments[1] if len(segments) > 1 else ""
