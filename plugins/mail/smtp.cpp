@@ -37,13 +37,17 @@ std::size_t ReadText(char* buffer, std::size_t size, std::size_t count, void* so
   return bytes;
 }
 
-// Keeps the server's last reply line; what the client sends (the AUTH
-// exchange among it) is never looked at.
+bool IsRefusal(std::string_view reply) { return !reply.empty() && (reply[0] == '4' || reply[0] == '5'); }
+
+// Keeps the server's last reply line, or its last refusal (4xx, 5xx) once
+// there is one, so that the "221 Bye" after a refusal does not hide it. What
+// the client sends (the AUTH exchange among it) is never looked at.
 int KeepReply(CURL*, curl_infotype type, char* data, std::size_t size, void* target) {
   if (type == CURLINFO_HEADER_IN) {
+    auto& kept = *static_cast<std::string*>(target);
     std::string_view const line = network::Trim(std::string_view(data, size));
-    if (!line.empty()) {
-      static_cast<std::string*>(target)->assign(network::Excerpt(line, 200));
+    if (!line.empty() && (IsRefusal(line) || !IsRefusal(kept))) {
+      kept = network::Excerpt(line, 200);
     }
   }
   return 0;

@@ -16,6 +16,7 @@
 #include "orv/action/exception.hpp"
 #include "orv/action/registry.hpp"
 #include "orv/object/primitive.hpp"
+#include "orv/property/primitive.hpp"
 
 namespace orv::test {
 namespace {
@@ -162,7 +163,9 @@ std::shared_ptr<action::Action> MakeAction(char const* typeName) {
   return action;
 }
 
-void Set(std::shared_ptr<action::Action> const& action, std::string const& name, object::Object const& value) {
+namespace {
+
+std::shared_ptr<property::Property> Live(std::shared_ptr<action::Action> const& action, std::string const& name) {
   std::vector<property::Schema> schemas;
   {
     auto const map = action::registry::Get().GetMap();
@@ -170,15 +173,25 @@ void Set(std::shared_ptr<action::Action> const& action, std::string const& name,
   }
   for (auto const& schema : schemas) {
     if (schema.GetProperty()->GetName() == name) {
-      schema.Instantiate(action, property::context::Direction::FromOwner)->Set(value);
-      return;
+      return schema.Instantiate(action, property::context::Direction::FromOwner);
     }
   }
   throw std::invalid_argument("no property " + name);
 }
 
+}  // namespace
+
+void Set(std::shared_ptr<action::Action> const& action, std::string const& name, object::Object const& value) {
+  Live(action, name)->Set(value);
+}
+
 void Set(std::shared_ptr<action::Action> const& action, std::string const& name, char const* text) {
-  Set(action, name, object::Primitive<std::string>(text));
+  auto const property = Live(action, name);
+  if (property->GetTypeNameId() == object::TypeIdOf<property::Primitive<std::vector<std::string>>>) {
+    property->Set(object::Primitive<std::vector<std::string>>({text}));
+  } else {
+    property->Set(object::Primitive<std::string>(text));
+  }
 }
 
 }  // namespace orv::test

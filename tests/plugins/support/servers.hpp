@@ -78,7 +78,8 @@ class FullListener {
 // The action of registered type `typeName`, from the loaded plug-ins.
 std::shared_ptr<action::Action> MakeAction(char const* typeName);
 
-// Sets the property `name` of `action` through its schema, as a host does.
+// Sets the property `name` of `action` through its schema, as a host does;
+// text sets a string list to the one-element list.
 void Set(std::shared_ptr<action::Action> const& action, std::string const& name, object::Object const& value);
 void Set(std::shared_ptr<action::Action> const& action, std::string const& name, char const* text);
 

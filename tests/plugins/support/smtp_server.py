@@ -39,7 +39,7 @@ def emit(record):
 
 def authenticate(server, session, envelope, mechanism, auth_data):
     ok = isinstance(auth_data, LoginPassword) and auth_data.login == b"alice" and auth_data.password == b"s3cret"
-    return AuthResult(success=ok, handled=False)
+    return AuthResult(success=ok, handled=False, auth_data=auth_data if ok else None)
 
 
 def part_text(message, subtype):
