@@ -7,7 +7,9 @@ packages=(
   cmake g++ make pkg-config clang-format
   libboost-dev libboost-filesystem-dev libboost-system-dev
   libmstch-dev libcereal-dev nlohmann-json3-dev
+  libcurl4-openssl-dev libgmime-3.0-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  openssl python3-aiosmtpd
 )
 
 missing=()

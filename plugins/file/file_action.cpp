@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "orv/action/action.hpp"
+#include "orv/action/field.hpp"
 #include "orv/action/properties.hpp"
 #include "orv/action/registration.hpp"
 #include "orv/action/serialize.hpp"
@@ -76,20 +77,13 @@ class FileAction : public action::Action {
   mutable std::mutex mutex_;
 };
 
-// The host binds properties to the action as an orv::action::Action.
-std::string ReadPath(action::Action const* action) { return static_cast<FileAction const*>(action)->GetPath(); }
-void WritePath(action::Action* action, std::string path) { static_cast<FileAction*>(action)->SetPath(std::move(path)); }
-std::string ReadTemplate(action::Action const* action) { return static_cast<FileAction const*>(action)->GetTemplate(); }
-void WriteTemplate(action::Action* action, std::string text) {
-  static_cast<FileAction*>(action)->SetTemplate(std::move(text));
-}
-
 std::vector<property::Schema> FileAction::GetSchemas() {
+  using action::properties::Field;
   return action::properties::Make({
-      property::Schema("path", &WritePath, &ReadPath,
-                       "The file each message is appended to; \"-\" writes to standard output"),
-      property::Schema("template", &WriteTemplate, &ReadTemplate,
-                       "The mustache template of a message, rendered from the event's template data"),
+      Field<&FileAction::GetPath, &FileAction::SetPath>(
+          "path", "The file each message is appended to; \"-\" writes to standard output"),
+      Field<&FileAction::GetTemplate, &FileAction::SetTemplate>(
+          "template", "The mustache template of a message, rendered from the event's template data"),
   });
 }
 

@@ -357,7 +357,7 @@ TEST_F(Program, TestRefusesUnknownTypesPropertiesAndBadValues) {
   EXPECT_EQ(type.exit, 1);
   EXPECT_EQ(type.err,
             "orv-action test: unknown action type 'orv.action.Nope'; the registered types are orv.action.File, "
-            "orv.test.plugin.Echo\n");
+            "orv.action.Mail, orv.action.Request, orv.test.plugin.Echo\n");
   Outcome const property = Run({"test", "orv.action.File", "--set", "pth=x"});
   EXPECT_EQ(property.exit, 1);
   EXPECT_EQ(property.err,
@@ -454,10 +454,10 @@ TEST_F(Program, RunCountsFailuresByKeyAndGoesOn) {
 }
 
 TEST_F(Program, RunRefusesBadConfigurationsBeforeAnythingRuns) {
-  Write("type.json", R"({"armed": true, "actions": [{"type": "orv.action.Mail", "name": "m", "rules": []}]})");
+  Write("type.json", R"({"armed": true, "actions": [{"type": "orv.action.Fax", "name": "m", "rules": []}]})");
   EXPECT_EQ(Run({"run", "type.json"}, EventLine("one", 17)).err,
-            "orv-action run: type.json: $.actions[0].type: unknown action type 'orv.action.Mail'; the registered "
-            "types are orv.action.File, orv.test.plugin.Echo\n");
+            "orv-action run: type.json: $.actions[0].type: unknown action type 'orv.action.Fax'; the registered "
+            "types are orv.action.File, orv.action.Mail, orv.action.Request, orv.test.plugin.Echo\n");
   Write(
       "property.json",
       R"({"armed": true, "actions": [{"type": "orv.action.File", "name": "f", "rules": [], "properties": {"colour": "red"}}]})");

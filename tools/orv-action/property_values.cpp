@@ -1,6 +1,9 @@
 #include "property_values.hpp"
 
+#include <charconv>
+#include <cstdint>
 #include <sstream>
+#include <vector>
 
 #include "command_line.hpp"
 #include "orv/object/primitive.hpp"
@@ -11,16 +14,70 @@
 namespace orv::tool {
 namespace {
 
+using Texts = std::vector<std::string>;
+
+template <class T>
+bool Holds(property::Property const& property) {
+  return property.GetTypeNameId() == object::TypeIdOf<property::Primitive<T>>;
+}
+
 bool IsA(property::Property const& property, hash::MurmurThree32 const& id) { return property.GetTypeNameId() == id; }
+
+// The value as it may appear in a message: never a secret's.
+std::string Shown(property::Property const& property, std::string const& text) {
+  return property.IsSecret() ? "***" : "'" + text + "'";
+}
+
+std::string Trimmed(std::string_view text) {
+  auto const first = text.find_first_not_of(" \t");
+  if (first == std::string_view::npos) {
+    return {};
+  }
+  auto const last = text.find_last_not_of(" \t");
+  return std::string(text.substr(first, last - first + 1));
+}
+
+Texts SplitList(std::string const& text) {
+  Texts items;
+  if (Trimmed(text).empty()) {
+    return items;
+  }
+  std::size_t start = 0;
+  while (true) {
+    auto const comma = text.find(',', start);
+    items.push_back(Trimmed(std::string_view(text).substr(start, comma - start)));
+    if (comma == std::string::npos) {
+      return items;
+    }
+    start = comma + 1;
+  }
+}
+
+// Sets the property; a setter that refuses the value (std::invalid_argument
+// naming it) becomes an InputError naming the property too.
+template <class T>
+void SetValue(property::Property& property, T value) {
+  try {
+    property.Set(object::Primitive<T>(std::move(value)));
+  } catch (std::invalid_argument const& error) {
+    throw InputError("property '" + property.GetName() + "': " + error.what());
+  }
+}
 
 }  // namespace
 
 std::string ValueTypeOf(property::Property const& property) {
-  if (IsA(property, object::TypeIdOf<property::Primitive<std::string>>)) {
+  if (Holds<std::string>(property)) {
     return "string";
   }
-  if (IsA(property, object::TypeIdOf<property::Primitive<bool>>)) {
+  if (Holds<bool>(property)) {
     return "bool";
+  }
+  if (Holds<std::int64_t>(property)) {
+    return "integer";
+  }
+  if (Holds<Texts>(property)) {
+    return "string list";
   }
   if (IsA(property, object::TypeIdOf<property::ObservableArray>)) {
     return "observables";
@@ -30,14 +87,23 @@ std::string ValueTypeOf(property::Property const& property) {
 }
 
 std::string ValueTextOf(property::Property const& property) {
+  if (property.IsSecret()) {
+    return "***";
+  }
   // Read, not GetObject: refreshing the observables would re-subscribe the action.
   std::shared_ptr<property::Property const> const read = property.Read();
   object::Object const& value = *read;
-  if (IsA(property, object::TypeIdOf<property::Primitive<std::string>>)) {
+  if (Holds<std::string>(property)) {
     return nlohmann::json(value.As<property::Primitive<std::string>>().Get()).dump();
   }
-  if (IsA(property, object::TypeIdOf<property::Primitive<bool>>)) {
+  if (Holds<bool>(property)) {
     return value.As<property::Primitive<bool>>().Get() ? "true" : "false";
+  }
+  if (Holds<std::int64_t>(property)) {
+    return std::to_string(value.As<property::Primitive<std::int64_t>>().Get());
+  }
+  if (Holds<Texts>(property)) {
+    return nlohmann::json(value.As<property::Primitive<Texts>>().Get()).dump();
   }
   if (IsA(property, object::TypeIdOf<property::ObservableArray>)) {
     std::ostringstream text;
@@ -58,12 +124,22 @@ std::string ValueTextOf(property::Property const& property) {
 }
 
 void SetFromText(property::Property& property, std::string const& text) {
-  if (IsA(property, object::TypeIdOf<property::Primitive<std::string>>)) {
-    property.Set(object::Primitive<std::string>(text));
-  } else if (IsA(property, object::TypeIdOf<property::Primitive<bool>>) && (text == "true" || text == "false")) {
-    property.Set(object::Primitive<bool>(text == "true"));
-  } else if (IsA(property, object::TypeIdOf<property::Primitive<bool>>)) {
-    throw InputError("property '" + property.GetName() + "' takes true or false, not '" + text + "'");
+  if (Holds<std::string>(property)) {
+    SetValue(property, text);
+  } else if (Holds<bool>(property)) {
+    if (text != "true" && text != "false") {
+      throw InputError("property '" + property.GetName() + "' takes true or false, not " + Shown(property, text));
+    }
+    SetValue(property, text == "true");
+  } else if (Holds<std::int64_t>(property)) {
+    std::int64_t number = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
+      throw InputError("property '" + property.GetName() + "' takes a decimal integer, not " + Shown(property, text));
+    }
+    SetValue(property, number);
+  } else if (Holds<Texts>(property)) {
+    SetValue(property, SplitList(text));
   } else {
     throw InputError("property '" + property.GetName() + "' holds " + ValueTypeOf(property) +
                      " and cannot be set from text");
@@ -71,15 +147,43 @@ void SetFromText(property::Property& property, std::string const& text) {
 }
 
 void SetFromJson(property::Property& property, nlohmann::json const& value, std::string const& where) {
-  if (IsA(property, object::TypeIdOf<property::Primitive<std::string>>) && value.is_string()) {
-    property.Set(object::Primitive<std::string>(value.get<std::string>()));
-  } else if (IsA(property, object::TypeIdOf<property::Primitive<bool>>) && value.is_boolean()) {
-    property.Set(object::Primitive<bool>(value.get<bool>()));
-  } else {
-    std::string const type = ValueTypeOf(property);
-    std::string const expected = type == "string" ? "a string" : type == "bool" ? "true or false" : type;
-    throw InputError(where + ": property '" + property.GetName() + "' expects " + expected + ", found " + value.dump());
+  try {
+    if (Holds<std::string>(property) && value.is_string()) {
+      return SetValue(property, value.get<std::string>());
+    }
+    if (Holds<bool>(property) && value.is_boolean()) {
+      return SetValue(property, value.get<bool>());
+    }
+    if (Holds<std::int64_t>(property) && value.is_number_integer() &&
+        (value.is_number_unsigned() ? value.get<std::uint64_t>() <= INT64_MAX : true)) {
+      return SetValue(property, value.get<std::int64_t>());
+    }
+    if (Holds<Texts>(property) && value.is_string()) {
+      return SetValue(property, SplitList(value.get<std::string>()));
+    }
+    if (Holds<Texts>(property) && value.is_array()) {
+      Texts items;
+      for (auto const& item : value) {
+        if (!item.is_string()) {
+          throw InputError(where + ": property '" + property.GetName() + "' expects strings in its list, found " +
+                           item.dump());
+        }
+        items.push_back(item.get<std::string>());
+      }
+      return SetValue(property, std::move(items));
+    }
+  } catch (InputError const& error) {
+    std::string const message = error.what();
+    throw InputError(message.starts_with(where + ": ") ? message : where + ": " + message);
   }
+  std::string const type = ValueTypeOf(property);
+  std::string const expected = type == "string"        ? "a string"
+                               : type == "bool"        ? "true or false"
+                               : type == "integer"     ? "an integer"
+                               : type == "string list" ? "an array of strings or a comma-separated string"
+                                                       : type;
+  throw InputError(where + ": property '" + property.GetName() + "' expects " + expected + ", found " +
+                   (property.IsSecret() ? "***" : value.dump()));
 }
 
 }  // namespace orv::tool

@@ -4,5 +4,7 @@ namespace orv::object {
 
 template class Primitive<bool>;
 template class Primitive<std::string>;
+template class Primitive<std::int64_t>;
+template class Primitive<std::vector<std::string>>;
 
 }  // namespace orv::object

@@ -41,4 +41,14 @@ std::string Convert<std::string>(object::Object const& value) {
   return ConvertPrimitive<std::string>(value);
 }
 
+template <>
+std::int64_t Convert<std::int64_t>(object::Object const& value) {
+  return ConvertPrimitive<std::int64_t>(value);
+}
+
+template <>
+std::vector<std::string> Convert<std::vector<std::string>>(object::Object const& value) {
+  return ConvertPrimitive<std::vector<std::string>>(value);
+}
+
 }  // namespace orv::property::external

@@ -13,6 +13,7 @@
 #include "orv/action/exception.hpp"
 #include "orv/action/loader.hpp"
 #include "orv/arm/state.hpp"
+#include "orv/log/sink.hpp"
 #include "orv/meta/data/observable.hpp"
 #include "orv/observable/observable.hpp"
 
@@ -110,6 +111,17 @@ std::string FailureKey(std::exception_ptr const& failure) {
   }
 }
 
+// The code of an action failure, or "-" for any other failure.
+std::string FailureCode(std::exception_ptr const& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (action::Exception const& error) {
+    return std::to_string(static_cast<std::uint32_t>(error.GetCode()));
+  } catch (...) {
+    return "-";
+  }
+}
+
 int RunRun(Arguments const& arguments, std::ostream& out, std::ostream&) {
   if (arguments.empty()) {
     throw UsageError("the configuration file is missing");
@@ -136,8 +148,17 @@ int RunRun(Arguments const& arguments, std::ostream& out, std::ostream&) {
   }
 
   Summary summary;
-  // The failure of the action that ran last, for its audit subscription.
+  // The failure of the action that ran last, and what it logged, for its
+  // audit subscription.
   std::exception_ptr lastFailure;
+  std::string lastDetails;
+  log::Sink const previousSink = log::SetSink([&lastDetails](log::Record const& record) {
+    lastDetails.append(lastDetails.empty() ? "" : "; ").append(record.text);
+  });
+  struct RestoreSink {
+    log::Sink const& sink;
+    ~RestoreSink() { log::SetSink(sink); }
+  } const restore{previousSink};
   for (auto const& deviceAction : device.actions) {
     // Through the property, as a host configures an action.
     deviceAction->configurable.Get("observables") = deviceAction->rules;
@@ -157,8 +178,12 @@ int RunRun(Arguments const& arguments, std::ostream& out, std::ostream&) {
               std::string const key = FailureKey(lastFailure);
               ++summary.failures[key];
               out << " failed:" << key;
+              if (!lastDetails.empty()) {
+                out << "\n  code " << FailureCode(lastFailure) << ": " << lastDetails;
+              }
               lastFailure = nullptr;
             }
+            lastDetails.clear();
             out << '\n';
           }));
     }
@@ -204,7 +229,8 @@ Command const kRunCommand{"run", "run a device's actions on recorded events",
                           "Sets the armed state from \"armed\", then reads events, one JSON event per line, from\n"
                           "the file EVENTS or standard input (docs/event-format.md), and publishes each on the\n"
                           "observable of its rule (its Observable object). Prints an audit line for every action\n"
-                          "fired, then a summary: events read, actions fired and failures by key. Exits with 1\n"
+                          "fired (a failed one followed by its code and the detail it logged), then a summary: events "
+                          "read, actions fired and failures by key. Exits with 1\n"
                           "when an action failed.\n",
                           RunRun};
 

@@ -6,6 +6,7 @@
 #include "../property_values.hpp"
 #include "orv/action/exception.hpp"
 #include "orv/action/loader.hpp"
+#include "orv/log/sink.hpp"
 
 namespace orv::tool {
 namespace {
@@ -59,13 +60,22 @@ int RunTest(Arguments const& arguments, std::ostream& out, std::ostream& err) {
   auto const event = std::make_shared<meta::data::Event const>(parsed.text, "test", "test_category",
                                                                std::chrono::system_clock::now(), meta::data::Objects{});
   out << "audit: " << configurable.action->GetAuditMessage(event) << '\n';
+  // What the action logs about a failure is printed beside its code.
+  std::string details;
+  log::Sink const previous = log::SetSink(
+      [&details](log::Record const& record) { details.append(details.empty() ? "" : "; ").append(record.text); });
+  struct RestoreSink {
+    log::Sink const& sink;
+    ~RestoreSink() { log::SetSink(sink); }
+  } const restore{previous};
   try {
     action::Action::Result const result = configurable.action->Test(parsed.text);
     out << "outcome: executed" << (result ? "" : " (no result)") << '\n';
     return 0;
   } catch (action::Exception const& failure) {
     auto const code = static_cast<std::uint32_t>(failure.GetCode());
-    err << "outcome: failed with code " << code << " (" << failure.GetLocalizedString() << ")\n";
+    err << "outcome: failed with code " << code << " (" << failure.GetLocalizedString() << ")"
+        << (details.empty() ? "" : ": " + details) << '\n';
     return 1;
   }
 }
@@ -77,8 +87,9 @@ Command const kTestCommand{"test", "make an action, set its properties and fire 
                            "Loads the action plug-ins, makes an action of the registered type TYPE (a dotted type\n"
                            "name), sets its properties through their schemas (bool properties take true or false),\n"
                            "and fires it once with a test event named TEXT (default \"test\"), whatever the armed\n"
-                           "state. Prints the audit message and the outcome. An action failure prints its code and\n"
-                           "localised-string key and exits with 1.\n",
+                           "state. Prints the audit message and the outcome. An action failure prints its code,\n"
+                           "localised-string key and the detail the action logged, and exits with 1. Secret\n"
+                           "properties (passwords, tokens) are never printed.\n",
                            RunTest};
 
 }  // namespace orv::tool

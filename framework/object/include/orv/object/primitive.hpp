@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "orv/object/export.hpp"
 #include "orv/object/object.hpp"
@@ -19,10 +21,20 @@ template <>
 struct PrimitiveName<std::string> {
   static constexpr char const* kValue = type_name::kObjectString;
 };
+template <>
+struct PrimitiveName<std::int64_t> {
+  static constexpr char const* kValue = type_name::kObjectInteger;
+};
+template <>
+struct PrimitiveName<std::vector<std::string>> {
+  static constexpr char const* kValue = type_name::kObjectStringList;
+};
 }  // namespace detail
 
 // A plain typed value: "orv.object.Bool" for bool, "orv.object.String" for
-// std::string. Hosts hand these to properties to set them.
+// std::string, "orv.object.Integer" for std::int64_t and
+// "orv.object.StringList" for std::vector<std::string>. Hosts hand these to
+// properties to set them.
 template <class T>
 class ORV_OBJECT_API Primitive : public Object {
  public:
@@ -47,6 +59,8 @@ class ORV_OBJECT_API Primitive : public Object {
 // Built once, in the object library.
 extern template class Primitive<bool>;
 extern template class Primitive<std::string>;
+extern template class Primitive<std::int64_t>;
+extern template class Primitive<std::vector<std::string>>;
 
 template <class T>
 void Primitive<T>::Set(Object const& value) {

@@ -7,10 +7,14 @@ namespace orv::object::type_name {
 
 inline constexpr char kObjectBool[] = "orv.object.Bool";
 inline constexpr char kObjectString[] = "orv.object.String";
+inline constexpr char kObjectInteger[] = "orv.object.Integer";
+inline constexpr char kObjectStringList[] = "orv.object.StringList";
 inline constexpr char kObjectConstPointer[] = "orv.object.ConstPointer";
 inline constexpr char kObjectPointer[] = "orv.object.Pointer";
 inline constexpr char kPropertyBool[] = "orv.property.Bool";
 inline constexpr char kPropertyString[] = "orv.property.String";
+inline constexpr char kPropertyInteger[] = "orv.property.Integer";
+inline constexpr char kPropertyStringList[] = "orv.property.StringList";
 inline constexpr char kPropertyArrayConstPointer[] = "orv.property.Array.ConstPointer";
 inline constexpr char kObservable[] = "orv.observable.Observable";
 inline constexpr char kEvent[] = "orv.meta.data.Event";
@@ -74,6 +78,10 @@ inline constexpr char const* kAll[] = {
     kPixelCount,
     kSpeed,
     kSplit,
+    kObjectInteger,
+    kObjectStringList,
+    kPropertyInteger,
+    kPropertyStringList,
 };
 
 }  // namespace orv::object::type_name

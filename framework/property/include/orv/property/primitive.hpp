@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <ostream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "orv/property/convert.hpp"
 #include "orv/property/export.hpp"
@@ -23,10 +25,23 @@ struct PrimitiveTraits<std::string> {
   static constexpr char const* kTypeName = object::type_name::kPropertyString;
   static constexpr char const* kValidValues = "Any text";
 };
+template <>
+struct PrimitiveTraits<std::int64_t> {
+  static constexpr char const* kTypeName = object::type_name::kPropertyInteger;
+  static constexpr char const* kValidValues = "Any integer";
+};
+template <>
+struct PrimitiveTraits<std::vector<std::string>> {
+  static constexpr char const* kTypeName = object::type_name::kPropertyStringList;
+  static constexpr char const* kValidValues = "Any list of texts";
+};
 }  // namespace detail
 
-// A scalar property: "orv.property.Bool" for bool, "orv.property.String" for
-// std::string.
+// A property holding one value as a whole: "orv.property.Bool" for bool,
+// "orv.property.String" for std::string, "orv.property.Integer" for
+// std::int64_t and "orv.property.StringList" for std::vector<std::string> (a
+// list set and read as one value, such as the recipients of a mail; it has no
+// element operations).
 template <class T>
 class ORV_PROPERTY_API Primitive : public Property {
  public:
@@ -61,6 +76,8 @@ class ORV_PROPERTY_API Primitive : public Property {
 // Built once, in the property library.
 extern template class Primitive<bool>;
 extern template class Primitive<std::string>;
+extern template class Primitive<std::int64_t>;
+extern template class Primitive<std::vector<std::string>>;
 
 template <class T>
 void Primitive<T>::Set(object::Object const& value) {

@@ -29,6 +29,13 @@ class ORV_PROPERTY_API Property : public object::Object {
   std::string const& GetDescription() const noexcept { return description_; }
   std::string const& GetExtra() const noexcept { return extra_; }
 
+  // Whether the value is a secret (a password, a token): hosts never show it
+  // and print "***" in its place. Copies and clones keep the mark, so the
+  // live properties made from a schema are secret when its template property
+  // is. Not part of the comparison.
+  bool IsSecret() const noexcept { return secret_; }
+  void SetSecret(bool secret) noexcept { secret_ = secret; }
+
   // Writes what values the property accepts.
   virtual std::ostream& DescribeValidValues(std::ostream& out) const = 0;
   // Element operations of array properties; on a scalar they throw
@@ -60,6 +67,7 @@ class ORV_PROPERTY_API Property : public object::Object {
   std::string name_;
   std::string description_;
   std::string extra_;
+  bool secret_ = false;
 };
 
 }  // namespace orv::property

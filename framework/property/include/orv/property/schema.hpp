@@ -27,7 +27,8 @@ class ORV_PROPERTY_API Schema {
   Schema(std::shared_ptr<Property> property, Binder binder);
 
   // A scalar setting whose value lives in an Owner, read by `get` and written
-  // by `set`; the template property starts at T() (false, empty text).
+  // by `set`; the template property starts at T() (false, empty text, 0,
+  // empty list).
   template <class Owner, class T, std::size_t N>
   Schema(std::string name, void (*set)(Owner*, T), T (*get)(Owner const*), char const (&description)[N])
       : Schema(std::make_shared<External<T>>(std::move(name), std::shared_ptr<Owner>(), set, get,

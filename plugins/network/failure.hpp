@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "orv/action/exception.hpp"
+
+namespace orv::plugins::network {
+
+// Why one message could not be sent: the code the user sees and the detail a
+// person needs to fix it (a server's reply, libcurl's error text). The detail
+// never holds a password or a token.
+struct Failure {
+  action::exception::Code code;
+  std::string detail;
+
+  friend bool operator==(Failure const&, Failure const&) = default;
+};
+
+// Writes the detail to the log sink as `source` (the action's type name),
+// prefixed with the action's name in quotes when it has one, and throws
+// orv::action::Exception with the code.
+[[noreturn]] void Report(std::string_view source, std::string_view actionName, Failure const& failure);
+
+}  // namespace orv::plugins::network
