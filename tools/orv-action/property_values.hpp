@@ -1,8 +1,8 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 
+#include "json_field.hpp"
 #include "orv/property/property.hpp"
 
 namespace orv::tool {
@@ -14,13 +14,17 @@ std::string ValueTypeOf(property::Property const& property);
 // and [id, ...] for observables.
 std::string ValueTextOf(property::Property const& property);
 
-// Sets a text or bool property from command-line text ("true" or "false" for
-// a bool). Throws InputError naming the property and what it takes; the
-// observables of an action come from its rules, never from text.
+// Sets a text or bool property from the text of `--set <name>=<text>` ("true"
+// or "false" for a bool). Throws InputError naming the property and what it
+// takes; the observables of an action come from its rules, never from text.
+// A value the action refuses (a template that does not compile, say) throws
+// InputError "--set <name>:<line>:<column>: <message>" for template syntax
+// errors and "--set <name>: <message>" otherwise.
 void SetFromText(property::Property& property, std::string const& text);
 
-// Sets a text or bool property from a JSON value; `where` names the value in
-// messages (file and JSON path). Throws InputError as SetFromText does.
-void SetFromJson(property::Property& property, nlohmann::json const& value, std::string const& where);
+// Sets a text or bool property from a JSON value of a configuration. Throws
+// InputError naming the value's place; a template syntax error names the
+// place of the offending tag inside the JSON string.
+void SetFromJson(property::Property& property, JsonField const& value);
 
 }  // namespace orv::tool
