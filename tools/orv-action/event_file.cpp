@@ -5,12 +5,9 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <map>
-#include <set>
 #include <string_view>
 
-#include "errors.hpp"
 #include "input_file.hpp"
 #include "json_field.hpp"
 #include "json_input.hpp"
@@ -46,7 +43,6 @@ namespace orv::tool {
 namespace {
 
 namespace data = meta::data;
-using Json = nlohmann::json;
 using Normalized = geometry::normalized::Value<unsigned short>;
 using NormalizedPoint = geometry::Point<Normalized, 2>;
 
