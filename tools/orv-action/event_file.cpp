@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <string_view>
+#include <utility>
 
 #include "input_file.hpp"
 #include "json_field.hpp"
@@ -84,6 +85,21 @@ int Digits(std::string const& text, std::size_t position, std::size_t digits) {
 
 enum class TimeText { Valid, Malformed, OutOfRange };
 
+// The whole seconds (rounded down) of `time` and the nanoseconds after them,
+// computed without converting seconds back to nanoseconds, which overflows
+// at the ends of the range.
+std::pair<std::int64_t, std::int64_t> SecondsAndFraction(data::TimePoint time) {
+  constexpr std::int64_t kPerSecond = 1'000'000'000;
+  std::int64_t const count = time.time_since_epoch().count();
+  std::int64_t seconds = count / kPerSecond;
+  std::int64_t fraction = count % kPerSecond;
+  if (fraction < 0) {
+    fraction += kPerSecond;
+    --seconds;
+  }
+  return {seconds, fraction};
+}
+
 // Parses an ISO 8601 time with nine fraction digits and Z or an offset
 // ("2024-05-06T07:08:09.123456789Z", "...+02:00") into `time`.
 TimeText ParseTime(std::string const& text, data::TimePoint& time) {
@@ -109,20 +125,20 @@ TimeText ParseTime(std::string const& text, data::TimePoint& time) {
     return TimeText::Malformed;
   }
   // Whole seconds cannot overflow for four-digit years; nanoseconds can, so
-  // the range is checked on seconds and the fraction before they are joined.
+  // the range is checked on seconds and the fraction apart.
   std::chrono::seconds const offset = std::chrono::hours(offsetHours) + std::chrono::minutes(offsetMinutes);
   std::chrono::seconds const local = std::chrono::sys_days(date).time_since_epoch() + std::chrono::hours(hours) +
                                      std::chrono::minutes(minutes) + std::chrono::seconds(seconds);
   std::chrono::seconds const whole = zoned && text[29] == '-' ? local + offset : local - offset;
-  std::chrono::nanoseconds const fraction(nanoseconds);
-  auto const first = std::chrono::floor<std::chrono::seconds>(data::TimePoint::min().time_since_epoch());
-  auto const last = std::chrono::floor<std::chrono::seconds>(data::TimePoint::max().time_since_epoch());
-  if (whole < first || whole > last ||
-      (whole == first && fraction < data::TimePoint::min().time_since_epoch() - first) ||
-      (whole == last && fraction > data::TimePoint::max().time_since_epoch() - last)) {
+  std::pair<std::int64_t, std::int64_t> const parts{whole.count(), nanoseconds};
+  if (parts < SecondsAndFraction(data::TimePoint::min()) || parts > SecondsAndFraction(data::TimePoint::max())) {
     return TimeText::OutOfRange;
   }
-  time = data::TimePoint(whole + fraction);
+  // Near the earliest time its whole seconds alone do not fit in nanoseconds;
+  // joining them one second nearer the epoch keeps every step in range.
+  std::chrono::nanoseconds const fraction(nanoseconds);
+  time = data::TimePoint(whole.count() < 0 ? (whole + std::chrono::seconds(1)) + (fraction - std::chrono::seconds(1))
+                                           : whole + fraction);
   return TimeText::Valid;
 }
 
