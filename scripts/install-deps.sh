@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   cmake g++ make pkg-config clang-format
   libboost-dev libboost-filesystem-dev libboost-system-dev
-  libmstch-dev libcereal-dev nlohmann-json3-dev
+  libmstch-dev libcereal-dev nlohmann-json3-dev libcli11-dev
   libcurl4-openssl-dev libgmime-3.0-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   openssl python3-aiosmtpd

@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -36,6 +32,8 @@
 #include "orv/meta/data/text.hpp"
 #include "orv/meta/data/tracked_object.hpp"
 #include "orv/meta/data/zone.hpp"
+#include "orv/test/scoped_time_zone.hpp"
+#include "program.hpp"
 #include "template_data_json.hpp"
 
 namespace orv::tool {
@@ -44,58 +42,10 @@ namespace {
 namespace fs = std::filesystem;
 namespace data = meta::data;
 using namespace std::chrono_literals;
-
-struct Outcome {
-  int exit;
-  std::string out;
-  std::string err;
-};
-
-std::string Quote(std::string const& text) {
-  std::string quoted = "'";
-  for (char c : text) {
-    quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return quoted + "'";
-}
-
-std::string Slurp(fs::path const& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
-}
-
-// Each test works in a directory of its own.
-class Program : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "orv-action-test-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  fs::path Write(std::string const& name, std::string const& content) const {
-    std::ofstream(dir_ / name, std::ios::binary) << content;
-    return dir_ / name;
-  }
-
-  Outcome Run(std::vector<std::string> const& arguments, std::string const& input = "") const {
-    Write("stdin", input);
-    std::string command = "cd " + Quote(dir_.string()) + " && exec " + Quote(ORV_ACTION_PROGRAM);
-    for (auto const& argument : arguments) {
-      command.append(" ").append(Quote(argument));
-    }
-    command += " <stdin >stdout 2>stderr";
-    int const status = std::system(command.c_str());
-    return Outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, Slurp(dir_ / "stdout"), Slurp(dir_ / "stderr")};
-  }
-
-  fs::path dir_;
-};
-
-std::string const kExamples = ORV_EXAMPLES_DIR;
+using testing::kExamples;
+using testing::Outcome;
+using testing::Program;
+using testing::Slurp;
 
 // The template data of `event`, as `data` prints it.
 std::string DataText(std::shared_ptr<data::Event const> const& event) {
@@ -232,9 +182,10 @@ TEST_F(Program, AWrongFieldTypeNamesItsPath) {
                          "type": "detection", "outline": [], "mask": false}]})");
   Outcome const outcome = Run({"data", "event.json"});
   EXPECT_EQ(outcome.exit, 1);
-  EXPECT_EQ(outcome.err,
-            "orv-action data: event.json: $.objects[0].colour.g: expected an unsigned 8-bit number (0 to 255), found "
-            "300\n");
+  EXPECT_EQ(
+      outcome.err,
+      "orv-action data: event.json:3:52: $.objects[0].colour.g: expected an unsigned 8-bit number (0 to 255), found "
+      "300\n");
 }
 
 TEST_F(Program, AnUnknownObjectKindListsTheKinds) {
@@ -243,25 +194,26 @@ TEST_F(Program, AnUnknownObjectKindListsTheKinds) {
             "objects": [{"kind": "Area", "value": 1}, {"kind": "Zones"}]})");
   Outcome const outcome = Run({"data", "event.json"});
   EXPECT_EQ(outcome.exit, 1);
-  EXPECT_EQ(outcome.err,
-            "orv-action data: event.json: $.objects[1].kind: unknown object kind 'Zones'; expected one of Area, Armed, "
-            "CalibratedPosition, Channel, Classification, ColourSignature, Counter, CountingLine, DLClassification, "
-            "Gone, GpuStats, GroundPoint, Height, History, Merged, Object, Observable, Pixels, "
-            "SegmentedColourSignature, Speed, Split, Tamper, Text, Zone\n");
+  EXPECT_EQ(
+      outcome.err,
+      "orv-action data: event.json:2:64: $.objects[1].kind: unknown object kind 'Zones'; expected one of Area, Armed, "
+      "CalibratedPosition, Channel, Classification, ColourSignature, Counter, CountingLine, DLClassification, "
+      "Gone, GpuStats, GroundPoint, Height, History, Merged, Object, Observable, Pixels, "
+      "SegmentedColourSignature, Speed, Split, Tamper, Text, Zone\n");
 }
 
 TEST_F(Program, MissingFieldsBadTimesAndMisspeltFieldsAreNamed) {
   Write("missing.json", R"({"name": "x", "type": "motion", "start": "2024-05-06T07:08:09.000000000Z"})");
-  EXPECT_EQ(Run({"data", "missing.json"}).err, "orv-action data: missing.json: $: missing field 'category'\n");
+  EXPECT_EQ(Run({"data", "missing.json"}).err, "orv-action data: missing.json:1:1: $: missing field 'category'\n");
   Write("time.json", R"({"name": "x", "type": "motion", "category": "c", "start": "2024-05-06T07:08:09Z"})");
   EXPECT_EQ(Run({"data", "time.json"}).err,
-            "orv-action data: time.json: $.start: expected a time like 2024-05-06T07:08:09.123456789+02:00 (nine "
+            "orv-action data: time.json:1:59: $.start: expected a time like 2024-05-06T07:08:09.123456789+02:00 (nine "
             "fraction digits, then Z or an offset), found \"2024-05-06T07:08:09Z\"\n");
   Write("typo.json",
         R"({"name": "x", "type": "motion", "category": "c", "start": "2024-05-06T07:08:09.000000000Z",
             "objects": [{"kind": "Speed", "valeu": 1}]})");
   EXPECT_EQ(Run({"data", "typo.json"}).err,
-            "orv-action data: typo.json: $.objects[0].valeu: unknown field 'valeu' of a Speed object\n");
+            "orv-action data: typo.json:2:52: $.objects[0].valeu: unknown field 'valeu' of a Speed object\n");
   EXPECT_EQ(Run({"data", "absent.json"}).err, "orv-action data: absent.json: cannot open: No such file or directory\n");
 }
 
@@ -300,7 +252,7 @@ TEST_F(Program, RenderEscapesOnRequest) {
   EXPECT_EQ(Run({"render", "event.json", "name.mustache", "--escape", "url"}).out, "%3Ca%20%26%20b%3E");
   Outcome const bad = Run({"render", "event.json", "name.mustache", "--escape", "xml"});
   EXPECT_EQ(bad.exit, 2);
-  EXPECT_EQ(bad.err.rfind("orv-action render: --escape takes none, html, url or json, not 'xml'\n\nusage:", 0), 0U);
+  EXPECT_EQ(bad.err.rfind("orv-action render: --escape: xml not in {none,html,url,json}\n\nusage:", 0), 0U);
 }
 
 TEST_F(Program, RenderNamesTheLineAndColumnOfATemplateError) {
@@ -309,7 +261,7 @@ TEST_F(Program, RenderNamesTheLineAndColumnOfATemplateError) {
   EXPECT_EQ(outcome.exit, 1);
   EXPECT_EQ(outcome.out, "");
   EXPECT_EQ(outcome.err,
-            "orv-action render: broken.mustache: line 2, column 3: unclosed section \"the_event\": expected "
+            "orv-action render: broken.mustache:2:3: unclosed section \"the_event\": expected "
             "\"{{/the_event}}\"\n");
 }
 
@@ -352,6 +304,20 @@ TEST_F(Program, TestReportsAnActionFailureByCodeAndKey) {
   EXPECT_EQ(outcome.err, "outcome: failed with code 5 (the_host_cannot_be_empty)\n");
 }
 
+TEST_F(Program, TestReportsAnyExceptionAnActionThrowsAsItsOutcome) {
+  // The test plug-in reads the code after "fail:" with std::stoul.
+  Outcome const echo = Run({"test", "orv.test.plugin.Echo", "--text", "fail:x"});
+  EXPECT_EQ(echo.exit, 1);
+  EXPECT_EQ(echo.out, "audit: action_id:0:rule_id:4294967295\n");
+  EXPECT_EQ(echo.err, "outcome: failed: stoul\n");
+
+  fs::create_directory(dir_ / "folder");
+  Outcome const file = Run({"test", "orv.action.File", "--set", "path=folder"});
+  EXPECT_EQ(file.exit, 1);
+  EXPECT_EQ(file.out, "audit: action_id:0:rule_id:4294967295\n");
+  EXPECT_EQ(file.err, "outcome: failed: cannot open 'folder' for appending: Is a directory\n");
+}
+
 TEST_F(Program, TestRefusesUnknownTypesPropertiesAndBadValues) {
   Outcome const type = Run({"test", "orv.action.Nope"});
   EXPECT_EQ(type.exit, 1);
@@ -367,13 +333,13 @@ TEST_F(Program, TestRefusesUnknownTypesPropertiesAndBadValues) {
   EXPECT_EQ(value.err, "orv-action test: property 'always_trigger' takes true or false, not 'yes'\n");
   Outcome const usage = Run({"test"});
   EXPECT_EQ(usage.exit, 2);
-  EXPECT_EQ(usage.err.rfind("orv-action test: the action type is missing\n\nusage: orv-action test", 0), 0U);
+  EXPECT_EQ(usage.err.rfind("orv-action test: TYPE is required\n\nusage: orv-action test", 0), 0U);
 }
 
 TEST_F(Program, TestReportsABrokenTemplateWhenItIsSet) {
   Outcome const outcome = Run({"test", "orv.action.File", "--set", "template={{#x}}"});
   EXPECT_EQ(outcome.exit, 1);
-  EXPECT_EQ(outcome.err, "orv-action test: line 1, column 1: unclosed section \"x\": expected \"{{/x}}\"\n");
+  EXPECT_EQ(outcome.err, "orv-action test: --set template:1:1: unclosed section \"x\": expected \"{{/x}}\"\n");
 }
 
 constexpr char kDevice[] = R"({
@@ -456,7 +422,7 @@ TEST_F(Program, RunCountsFailuresByKeyAndGoesOn) {
 TEST_F(Program, RunRefusesBadConfigurationsBeforeAnythingRuns) {
   Write("type.json", R"({"armed": true, "actions": [{"type": "orv.action.Fax", "name": "m", "rules": []}]})");
   EXPECT_EQ(Run({"run", "type.json"}, EventLine("one", 17)).err,
-            "orv-action run: type.json: $.actions[0].type: unknown action type 'orv.action.Fax'; the registered "
+            "orv-action run: type.json:1:38: $.actions[0].type: unknown action type 'orv.action.Fax'; the registered "
             "types are orv.action.File, orv.action.Mail, orv.action.Request, orv.test.plugin.Echo\n");
   Write(
       "property.json",
@@ -464,27 +430,37 @@ TEST_F(Program, RunRefusesBadConfigurationsBeforeAnythingRuns) {
   Outcome const property = Run({"run", "property.json"}, EventLine("one", 17));
   EXPECT_EQ(property.exit, 1);
   EXPECT_EQ(property.out, "");
-  EXPECT_EQ(property.err,
-            "orv-action run: property.json: $.actions[0].properties.colour: unknown property 'colour' of action type "
-            "'orv.action.File'; its properties are always_trigger, name, observables, path, template\n");
+  EXPECT_EQ(
+      property.err,
+      "orv-action run: property.json:1:108: $.actions[0].properties.colour: unknown property 'colour' of action type "
+      "'orv.action.File'; its properties are always_trigger, name, observables, path, template\n");
   Write(
       "value.json",
       R"({"armed": true, "actions": [{"type": "orv.action.File", "name": "f", "rules": [], "always_trigger": "yes"}]})");
-  EXPECT_EQ(Run({"run", "value.json"}, "").err,
-            "orv-action run: value.json: $.actions[0].always_trigger: property 'always_trigger' expects true or false, "
-            "found \"yes\"\n");
+  EXPECT_EQ(
+      Run({"run", "value.json"}, "").err,
+      "orv-action run: value.json:1:101: $.actions[0].always_trigger: property 'always_trigger' expects true or false, "
+      "found \"yes\"\n");
   Write("device.json", Device(true));
   Outcome const events = Run({"run", "device.json"}, EventLine("one", 17) + "{\"name\": 1}\n");
   EXPECT_EQ(events.exit, 1);
   EXPECT_EQ(events.out, "");
-  EXPECT_EQ(events.err, "orv-action run: <stdin>:2: $.name: expected a string, found 1\n");
+  EXPECT_EQ(events.err, "orv-action run: <stdin>:2:10: $.name: expected a string, found 1\n");
 }
 
-TEST_F(Program, TheBundledDeviceRuns) {
+TEST_F(Program, TheBundledDeviceRunsAsTheReadmeShows) {
+  // The README runs it in UTC; the notifications show local time.
+  test::ScopedTimeZone const utc("UTC");
+  std::string const readme = Slurp(fs::path(kExamples).parent_path() / "README.md");
+  std::string const command =
+      "TZ=UTC ./build/bin/orv-action run examples/device/config.json examples/device/events.jsonl\n```\n\n```\n";
+  std::size_t const start = readme.find(command);
+  ASSERT_NE(start, std::string::npos);
+  std::size_t const end = readme.find("```", start + command.size());
+  ASSERT_NE(end, std::string::npos);
   Outcome const outcome = Run({"run", kExamples + "/device/config.json", kExamples + "/device/events.jsonl"});
   EXPECT_EQ(outcome.exit, 0) << outcome.err;
-  EXPECT_NE(outcome.out.find("audit: channel_id:1:action_id:0:rule_id:17 name:entrance log\n"), std::string::npos);
-  EXPECT_NE(outcome.out.find("actions fired: 2\n"), std::string::npos) << outcome.out;
+  EXPECT_EQ(outcome.out, readme.substr(start + command.size(), end - start - command.size()));
 }
 
 }  // namespace

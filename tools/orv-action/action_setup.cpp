@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <optional>
 
-#include "command_line.hpp"
+#include "errors.hpp"
+#include "message_text.hpp"
 #include "orv/action/registry.hpp"
 #include "orv/property/context.hpp"
 
 namespace orv::tool {
-namespace {}  // namespace
 
 property::Property& ConfigurableAction::Get(std::string const& name) const {
   std::vector<std::string> names;
@@ -20,7 +20,7 @@ property::Property& ConfigurableAction::Get(std::string const& name) const {
   }
   std::sort(names.begin(), names.end());
   char const* type = action->GetTypeName();
-  throw InputError("unknown property '" + name + "' of action type '" + (type != nullptr ? type : "?") +
+  throw InputError("unknown property '" + Shorten(name) + "' of action type '" + (type != nullptr ? type : "?") +
                    "'; its properties are " + Join(names));
 }
 
@@ -41,13 +41,15 @@ ConfigurableAction MakeConfigurableAction(std::string const& typeName) {
   std::optional<action::registry::Info> info;
   {
     auto const map = action::registry::Get().GetMap();
-    if (auto const found = map->find(id); found != map->end()) {
+    // The name is compared too: a different name with the same hash, or one
+    // cut short by a NUL, is not the registered type.
+    if (auto const found = map->find(id); found != map->end() && typeName == found->second.GetTypeName()) {
       info = found->second;
     }
   }
   std::shared_ptr<action::Action> action = info ? action::Action::Make(id) : nullptr;
   if (!action) {
-    throw InputError("unknown action type '" + typeName + "'; the registered types are " +
+    throw InputError("unknown action type '" + Shorten(typeName) + "'; the registered types are " +
                      Join(GetRegisteredTypeNames()));
   }
   std::vector<property::Schema> const schemas = info->GetSchemas();

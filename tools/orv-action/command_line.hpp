@@ -1,38 +1,34 @@
 #pragma once
 
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <functional>
+#include <iosfwd>
+#include <memory>
+
+namespace CLI {
+class App;
+class FormatterBase;
+}  // namespace CLI
 
 namespace orv::tool {
 
-// A command line that cannot be understood; the program prints the message
-// and the subcommand's usage and exits with 2.
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
+// One subcommand of the program: the parser that holds its arguments and
+// options, and what runs it once the command line has been parsed. Run
+// returns the exit code; it throws UsageError or InputError for the program
+// to report.
+struct Command {
+  CLI::App* parser;
+  std::function<int(std::ostream& out, std::ostream& err)> run;
 };
 
-// Input that cannot be used (a file, an event, a configuration); the program
-// prints the message and exits with 1.
-class InputError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+// Adds the subcommand `name` to `program`. `summary` is its line in the
+// program's overview; `description` is the text its help shows below the
+// usage line, before the lines of its arguments and options.
+CLI::App* AddSubcommand(CLI::App& program, char const* name, char const* summary, char const* description);
 
-// The arguments of one subcommand, after its name.
-using Arguments = std::vector<std::string>;
-
-// The names separated by ", "; "(none)" for no names.
-std::string Join(std::vector<std::string_view> const& names);
-std::string Join(std::vector<std::string> const& names);
-
-// True when `arguments` asks for help (-h or --help anywhere).
-bool WantsHelp(Arguments const& arguments);
-
-// The whole content of the file at `path`; "-" reads standard input. Throws
-// InputError naming the file when it cannot be read.
-std::string ReadFile(std::string const& path);
+// The help of the program: for the program itself the overview of its
+// subcommands, for a subcommand "usage: orv-action <name> <arguments and
+// options>", its description and one line per argument and option. Set on
+// the program before its subcommands are added, which take it over.
+std::shared_ptr<CLI::FormatterBase> MakeHelpFormatter();
 
 }  // namespace orv::tool

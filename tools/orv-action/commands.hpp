@@ -1,25 +1,14 @@
 #pragma once
 
-#include <iosfwd>
-
 #include "command_line.hpp"
 
 namespace orv::tool {
 
-// One subcommand: its name, a one-line summary, its full help text, and what
-// it runs. Run returns the exit code; it throws UsageError or InputError for
-// the program to report.
-struct Command {
-  char const* name;
-  char const* summary;
-  char const* help;
-  int (*run)(Arguments const& arguments, std::ostream& out, std::ostream& err);
-};
-
-extern Command const kDataCommand;
-extern Command const kRenderCommand;
-extern Command const kTypesCommand;
-extern Command const kTestCommand;
-extern Command const kRunCommand;
+// Each adds its subcommand, with its arguments and options, to `program`.
+Command AddDataCommand(CLI::App& program);
+Command AddRenderCommand(CLI::App& program);
+Command AddTypesCommand(CLI::App& program);
+Command AddTestCommand(CLI::App& program);
+Command AddRunCommand(CLI::App& program);
 
 }  // namespace orv::tool

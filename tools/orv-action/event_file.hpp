@@ -5,24 +5,22 @@
 #include <string>
 
 #include "orv/meta/data/event.hpp"
+#include "source_text.hpp"
 
 namespace orv::tool {
 
-// Parses `text` as JSON. A syntax error throws InputError
-// "<source>:<line>:<column>: <what was expected>".
-nlohmann::json ParseJson(std::string const& text, std::string const& source);
+// The event described by `json`, a document that ParseJson read from
+// `source` (the event file format of docs/event-format.md). A missing,
+// unknown, ill-typed or out-of-range field, or an event past the limits on
+// objects, throws InputError "<name>:<line>:<column>: <JSON path>: <what was expected>".
+std::shared_ptr<meta::data::Event> ToEvent(nlohmann::json const& json, SourceText const& source);
 
-// The event described by `json` (the event file format of docs/event-format.md).
-// A missing, unknown or ill-typed field throws InputError
-// "<source>: <JSON path>: <what was expected>".
-std::shared_ptr<meta::data::Event> ToEvent(nlohmann::json const& json, std::string const& source);
+// Parses the JSON text of `source` and reads the event it describes; throws
+// as ParseJson and ToEvent do.
+std::shared_ptr<meta::data::Event> ReadEvent(SourceText const& source);
 
-// Reads the event file at `path` ("-" for standard input).
+// Reads the event file at `path` ("-" for standard input), at most
+// limits::kJsonTextBytes long.
 std::shared_ptr<meta::data::Event> ReadEventFile(std::string const& path);
-
-// The time of an ISO 8601 text with nine fraction digits and an offset
-// ("2024-05-06T07:08:09.123456789Z", "...+02:00"); throws InputError naming
-// `where` otherwise.
-meta::data::TimePoint ParseTime(std::string const& text, std::string const& where);
 
 }  // namespace orv::tool

@@ -2,14 +2,18 @@
 
 #include <charconv>
 #include <cstdint>
+#include <limits>
 #include <sstream>
 #include <vector>
 
-#include "command_line.hpp"
+#include "errors.hpp"
+#include "message_text.hpp"
 #include "orv/object/primitive.hpp"
 #include "orv/observable/observable.hpp"
 #include "orv/property/array.hpp"
 #include "orv/property/primitive.hpp"
+#include "orv/templating/syntax_error.hpp"
+#include "template_error.hpp"
 
 namespace orv::tool {
 namespace {
@@ -25,7 +29,7 @@ bool IsA(property::Property const& property, hash::MurmurThree32 const& id) { re
 
 // The value as it may appear in a message: never a secret's.
 std::string Shown(property::Property const& property, std::string const& text) {
-  return property.IsSecret() ? "***" : "'" + text + "'";
+  return property.IsSecret() ? "***" : "'" + Shorten(text) + "'";
 }
 
 std::string Trimmed(std::string_view text) {
@@ -53,15 +57,18 @@ Texts SplitList(std::string const& text) {
   }
 }
 
-// Sets the property; a setter that refuses the value (std::invalid_argument
-// naming it) becomes an InputError naming the property too.
 template <class T>
 void SetValue(property::Property& property, T value) {
-  try {
-    property.Set(object::Primitive<T>(std::move(value)));
-  } catch (std::invalid_argument const& error) {
-    throw InputError("property '" + property.GetName() + "': " + error.what());
-  }
+  property.Set(object::Primitive<T>(std::move(value)));
+}
+
+std::string Expected(property::Property const& property) {
+  std::string const type = ValueTypeOf(property);
+  return type == "string"        ? "a string"
+         : type == "bool"        ? "true or false"
+         : type == "integer"     ? "an integer"
+         : type == "string list" ? "an array of strings or a comma-separated string"
+                                 : type;
 }
 
 }  // namespace
@@ -124,29 +131,41 @@ std::string ValueTextOf(property::Property const& property) {
 }
 
 void SetFromText(property::Property& property, std::string const& text) {
-  if (Holds<std::string>(property)) {
-    SetValue(property, text);
-  } else if (Holds<bool>(property)) {
-    if (text != "true" && text != "false") {
-      throw InputError("property '" + property.GetName() + "' takes true or false, not " + Shown(property, text));
+  std::string const option = "--set " + property.GetName();
+  try {
+    if (Holds<std::string>(property)) {
+      SetValue(property, text);
+    } else if (Holds<bool>(property)) {
+      if (text != "true" && text != "false") {
+        throw InputError("property '" + property.GetName() + "' takes true or false, not " + Shown(property, text));
+      }
+      SetValue(property, text == "true");
+    } else if (Holds<std::int64_t>(property)) {
+      std::int64_t number = 0;
+      auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+      if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
+        throw InputError("property '" + property.GetName() + "' takes a decimal integer from " +
+                         std::to_string(std::numeric_limits<std::int64_t>::min()) + " to " +
+                         std::to_string(std::numeric_limits<std::int64_t>::max()) + ", not " + Shown(property, text));
+      }
+      SetValue(property, number);
+    } else if (Holds<Texts>(property)) {
+      SetValue(property, SplitList(text));
+    } else {
+      throw InputError("property '" + property.GetName() + "' holds " + ValueTypeOf(property) +
+                       " and cannot be set from text");
     }
-    SetValue(property, text == "true");
-  } else if (Holds<std::int64_t>(property)) {
-    std::int64_t number = 0;
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
-      throw InputError("property '" + property.GetName() + "' takes a decimal integer, not " + Shown(property, text));
-    }
-    SetValue(property, number);
-  } else if (Holds<Texts>(property)) {
-    SetValue(property, SplitList(text));
-  } else {
-    throw InputError("property '" + property.GetName() + "' holds " + ValueTypeOf(property) +
-                     " and cannot be set from text");
+  } catch (InputError const&) {
+    throw;
+  } catch (templating::SyntaxError const& error) {
+    throw InputError(Describe(error, SourceText(option, text)));
+  } catch (std::exception const& error) {
+    throw InputError(option + ": " + error.what());
   }
 }
 
-void SetFromJson(property::Property& property, nlohmann::json const& value, std::string const& where) {
+void SetFromJson(property::Property& property, JsonField const& field) {
+  nlohmann::json const& value = field.Value();
   try {
     if (Holds<std::string>(property) && value.is_string()) {
       return SetValue(property, value.get<std::string>());
@@ -155,7 +174,8 @@ void SetFromJson(property::Property& property, nlohmann::json const& value, std:
       return SetValue(property, value.get<bool>());
     }
     if (Holds<std::int64_t>(property) && value.is_number_integer() &&
-        (value.is_number_unsigned() ? value.get<std::uint64_t>() <= INT64_MAX : true)) {
+        (!value.is_number_unsigned() ||
+         value.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))) {
       return SetValue(property, value.get<std::int64_t>());
     }
     if (Holds<Texts>(property) && value.is_string()) {
@@ -163,27 +183,23 @@ void SetFromJson(property::Property& property, nlohmann::json const& value, std:
     }
     if (Holds<Texts>(property) && value.is_array()) {
       Texts items;
-      for (auto const& item : value) {
-        if (!item.is_string()) {
-          throw InputError(where + ": property '" + property.GetName() + "' expects strings in its list, found " +
-                           item.dump());
-        }
-        items.push_back(item.get<std::string>());
+      for (JsonField const& item : field.Elements()) {
+        items.push_back(item.String());
       }
       return SetValue(property, std::move(items));
     }
-  } catch (InputError const& error) {
-    std::string const message = error.what();
-    throw InputError(message.starts_with(where + ": ") ? message : where + ": " + message);
+    field.Fail("property '" + property.GetName() + "' expects " + Expected(property) + ", found " +
+               (property.IsSecret() ? "***" : Quote(value)));
+  } catch (InputError const&) {
+    throw;
+  } catch (templating::SyntaxError const& error) {
+    if (!error.GetPartial().empty()) {
+      field.Fail(error.what());
+    }
+    field.FailAt(FindInString(field.Source(), field.Offset(), error.GetLine(), error.GetColumn()), MessageOf(error));
+  } catch (std::exception const& error) {
+    field.Fail(error.what());
   }
-  std::string const type = ValueTypeOf(property);
-  std::string const expected = type == "string"        ? "a string"
-                               : type == "bool"        ? "true or false"
-                               : type == "integer"     ? "an integer"
-                               : type == "string list" ? "an array of strings or a comma-separated string"
-                                                       : type;
-  throw InputError(where + ": property '" + property.GetName() + "' expects " + expected + ", found " +
-                   (property.IsSecret() ? "***" : value.dump()));
 }
 
 }  // namespace orv::tool

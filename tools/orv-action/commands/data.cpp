@@ -1,4 +1,7 @@
+#include <CLI/CLI.hpp>
+#include <memory>
 #include <ostream>
+#include <string>
 
 #include "../bundled.hpp"
 #include "../commands.hpp"
@@ -7,26 +10,21 @@
 #include "orv/action/serialize.hpp"
 
 namespace orv::tool {
-namespace {
 
-int RunData(Arguments const& arguments, std::ostream& out, std::ostream&) {
-  if (arguments.size() > 1) {
-    throw UsageError("unexpected argument '" + arguments[1] + "'");
-  }
-  auto const event = arguments.empty() ? ToEvent(ParseJson(bundled::kEvent, "<bundled event>"), "<bundled event>")
-                                       : ReadEventFile(arguments[0]);
-  out << ToJson(action::SerializeEvent(event)).dump(2) << '\n';
-  return 0;
+Command AddDataCommand(CLI::App& program) {
+  CLI::App* parser =
+      AddSubcommand(program, "data", "print the template data an action receives for an event",
+                    "Prints the template data that an action receives for the event in the file EVENT, as\n"
+                    "indented JSON with keys in ascending order. The event file format is described in\n"
+                    "docs/event-format.md; the template data in docs/template-data.md.\n");
+  auto const path = std::make_shared<std::string>();
+  parser->add_option("EVENT", *path, "the event file; \"-\" reads standard input (default: a bundled example)");
+  return {parser, [path](std::ostream& out, std::ostream&) {
+            auto const event =
+                path->empty() ? ReadEvent(SourceText("<bundled event>", bundled::kEvent)) : ReadEventFile(*path);
+            out << ToJson(action::SerializeEvent(event)).dump(2) << '\n';
+            return 0;
+          }};
 }
-
-}  // namespace
-
-Command const kDataCommand{"data", "print the template data an action receives for an event",
-                           "usage: orv-action data [EVENT]\n\n"
-                           "Prints the template data that an action receives for the event in the file EVENT\n"
-                           "(\"-\" reads standard input), as indented JSON with keys in ascending order. Without\n"
-                           "EVENT it uses a bundled example event. The event file format is described in\n"
-                           "docs/event-format.md; the template data in docs/template-data.md.\n",
-                           RunData};
 
 }  // namespace orv::tool

@@ -1,10 +1,17 @@
+#include <CLI/CLI.hpp>
 #include <map>
+#include <memory>
 #include <optional>
 #include <ostream>
+#include <string>
 
 #include "../bundled.hpp"
 #include "../commands.hpp"
+#include "../errors.hpp"
 #include "../event_file.hpp"
+#include "../input_file.hpp"
+#include "../limits.hpp"
+#include "../template_error.hpp"
 #include "orv/action/serialize.hpp"
 #include "orv/templating/syntax_error.hpp"
 #include "orv/templating/template.hpp"
@@ -12,49 +19,38 @@
 namespace orv::tool {
 namespace {
 
-templating::Escape ParseEscape(std::string const& name) {
+struct RenderArguments {
+  std::string event;
+  std::string templatePath;
+  std::string escape = "none";
+};
+
+int Render(RenderArguments const& arguments, std::ostream& out, std::ostream& err) {
   static std::map<std::string, templating::Escape> const kEscapes = {{"none", templating::Escape::None},
                                                                      {"html", templating::Escape::Html},
                                                                      {"url", templating::Escape::Url},
                                                                      {"json", templating::Escape::Json}};
-  auto const found = kEscapes.find(name);
-  if (found == kEscapes.end()) {
-    throw UsageError("--escape takes none, html, url or json, not '" + name + "'");
+  if (arguments.event == "-" && arguments.templatePath == "-") {
+    throw UsageError("EVENT and TEMPLATE cannot both read standard input");
   }
-  return found->second;
-}
-
-int RunRender(Arguments const& arguments, std::ostream& out, std::ostream& err) {
-  std::vector<std::string> files;
-  templating::Escape escape = templating::Escape::None;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    if (arguments[i] == "--escape") {
-      if (i + 1 == arguments.size()) {
-        throw UsageError("--escape needs a value");
-      }
-      escape = ParseEscape(arguments[++i]);
-    } else if (arguments[i].starts_with("--")) {
-      throw UsageError("unknown option '" + arguments[i] + "'");
-    } else {
-      files.push_back(arguments[i]);
-    }
+  auto const event = arguments.event.empty() ? ReadEvent(SourceText("<bundled event>", bundled::kEvent))
+                                             : ReadEventFile(arguments.event);
+  std::optional<SourceText> source;
+  if (arguments.templatePath.empty()) {
+    source.emplace("<bundled template>", bundled::kTemplate);
+  } else {
+    InputFile file(arguments.templatePath);
+    source.emplace(file.Name(), file.ReadAll(limits::kTemplateBytes, "a template"));
   }
-  if (files.size() > 2) {
-    throw UsageError("unexpected argument '" + files[2] + "'");
-  }
-  auto const event = files.empty() ? ToEvent(ParseJson(bundled::kEvent, "<bundled event>"), "<bundled event>")
-                                   : ReadEventFile(files[0]);
-  std::string const templateSource = files.size() < 2 ? "<bundled template>" : files[1];
-  std::string const text = files.size() < 2 ? std::string(bundled::kTemplate) : ReadFile(files[1]);
   std::optional<templating::Template> compiled;
   try {
-    compiled.emplace(text, escape);
+    compiled.emplace(source->Text(), kEscapes.at(arguments.escape));
   } catch (templating::SyntaxError const& error) {
-    throw InputError(templateSource + ": " + error.what());
+    throw InputError(Describe(error, *source));
   }
   mstch::map const data = action::SerializeEvent(event);
   for (auto const& missing : compiled->FindMissingNames(data)) {
-    err << (missing.partial.empty() ? templateSource : "partial " + missing.partial) << ":" << missing.line << ":"
+    err << (missing.partial.empty() ? source->Name() : "partial " + missing.partial) << ":" << missing.line << ":"
         << missing.column << ": warning: the event's template data has no '" << missing.name << "'\n";
   }
   out << compiled->Render(data);
@@ -63,14 +59,23 @@ int RunRender(Arguments const& arguments, std::ostream& out, std::ostream& err) 
 
 }  // namespace
 
-Command const kRenderCommand{"render", "render a mustache template with an event's template data",
-                             "usage: orv-action render [EVENT] [TEMPLATE] [--escape none|html|url|json]\n\n"
-                             "Renders the mustache template in the file TEMPLATE with the template data of the event\n"
-                             "in the file EVENT (\"-\" reads standard input) and prints the text. Without TEMPLATE,\n"
-                             "and without EVENT, bundled examples are used. Values are inserted as they are unless\n"
-                             "--escape names an escaping (html is the mustache default for {{name}}). A template\n"
-                             "error names its line and column; names the template uses that the event's data does\n"
-                             "not provide are reported as warnings on standard error.\n",
-                             RunRender};
+Command AddRenderCommand(CLI::App& program) {
+  CLI::App* parser =
+      AddSubcommand(program, "render", "render a mustache template with an event's template data",
+                    "Renders the mustache template in the file TEMPLATE with the template data of the event\n"
+                    "in the file EVENT and prints the text. Values are inserted as they are unless --escape\n"
+                    "names an escaping (html is the mustache default for {{name}}). A template error names\n"
+                    "its line and column; names the template uses that the event's data does not provide\n"
+                    "are reported as warnings on standard error.\n");
+  auto const arguments = std::make_shared<RenderArguments>();
+  parser->add_option("EVENT", arguments->event,
+                     "the event file; \"-\" reads standard input (default: a bundled example)");
+  parser->add_option("TEMPLATE", arguments->templatePath,
+                     "the template file; \"-\" reads standard input (default: a bundled mail template)");
+  parser->add_option("--escape", arguments->escape, "how values are escaped (default: none)")
+      ->option_text("none|html|url|json")
+      ->check(CLI::IsMember({"none", "html", "url", "json"}));
+  return {parser, [arguments](std::ostream& out, std::ostream& err) { return Render(*arguments, out, err); }};
+}
 
 }  // namespace orv::tool

@@ -1,14 +1,19 @@
+#include <CLI/CLI.hpp>
 #include <exception>
-#include <istream>
 #include <map>
 #include <memory>
 #include <ostream>
-#include <sstream>
+#include <set>
+#include <string>
 
 #include "../action_setup.hpp"
 #include "../commands.hpp"
+#include "../errors.hpp"
 #include "../event_file.hpp"
+#include "../input_file.hpp"
 #include "../json_field.hpp"
+#include "../json_input.hpp"
+#include "../limits.hpp"
 #include "../property_values.hpp"
 #include "orv/action/exception.hpp"
 #include "orv/action/loader.hpp"
@@ -36,9 +41,10 @@ struct Device {
 // Builds the device of the configuration file: every action configured
 // through its properties; the rules it listens to are kept for later.
 Device ReadDevice(std::string const& path) {
-  std::string const source = path == "-" ? "<stdin>" : path;
-  nlohmann::json const json = ParseJson(ReadFile(path), source);
-  JsonField const config(json, "$", source);
+  InputFile file(path);
+  SourceText const source(file.Name(), file.ReadAll(limits::kJsonTextBytes, "a device configuration"));
+  nlohmann::json const json = ParseJson(source);
+  JsonField const config(json, source);
   config.OnlyFields({"armed", "actions"});
   Device device;
   device.armed = config["armed"].Bool();
@@ -52,16 +58,13 @@ Device ReadDevice(std::string const& path) {
       type.Fail(error.what());
     }
     auto const set = [&configurable](JsonField const& field, std::string const& name) {
+      property::Property* property = nullptr;
       try {
-        SetFromJson(configurable.Get(name), field.Value(), field.Source() + ": " + field.Path());
+        property = &configurable.Get(name);
       } catch (InputError const& error) {
-        std::string const message = error.what();
-        // SetFromJson names the place itself; Get does not.
-        if (message.starts_with(field.Source() + ": ")) {
-          throw;
-        }
-        field.Fail(message);
+        field.Fail(error.what());
       }
+      SetFromJson(*property, field);
     };
     set(entry["name"], "name");
     if (entry.Has("always_trigger")) {
@@ -75,8 +78,14 @@ Device ReadDevice(std::string const& path) {
         set(value, name);
       }
     }
+    // A rule listed twice would run the action twice for each of its events.
     property::Property::Observables observables;
-    for (std::uint32_t const id : entry["rules"].Ids()) {
+    std::set<std::uint32_t> ids;
+    for (JsonField const& element : entry["rules"].Elements()) {
+      std::uint32_t const id = element.Id();
+      if (!ids.insert(id).second) {
+        element.Fail("duplicate rule id " + std::to_string(id));
+      }
       auto& rule = device.rules[id];
       if (!rule) {
         rule = std::make_shared<observable::Observable>(id);
@@ -88,6 +97,21 @@ Device ReadDevice(std::string const& path) {
         std::make_unique<DeviceAction>(DeviceAction{std::move(configurable), std::move(observables), {}}));
   }
   return device;
+}
+
+// Every event of the file (one per line; blank lines are skipped), each
+// read and checked before any is published: a bad line stops the run before
+// anything happened.
+std::vector<std::shared_ptr<meta::data::Event>> ReadEvents(std::string const& path) {
+  InputFile file(path);
+  std::vector<std::shared_ptr<meta::data::Event>> events;
+  std::string line;
+  while (file.ReadLine(line, limits::kJsonTextBytes, "an event line")) {
+    if (line.find_first_not_of(" \t\r") != std::string::npos) {
+      events.push_back(ReadEvent(SourceText(file.Name(), std::move(line), file.LineNumber())));
+    }
+  }
+  return events;
 }
 
 struct Summary {
@@ -122,30 +146,18 @@ std::string FailureCode(std::exception_ptr const& failure) {
   }
 }
 
-int RunRun(Arguments const& arguments, std::ostream& out, std::ostream&) {
-  if (arguments.empty()) {
-    throw UsageError("the configuration file is missing");
-  }
-  if (arguments.size() > 2) {
-    throw UsageError("unexpected argument '" + arguments[2] + "'");
+struct RunArguments {
+  std::string config;
+  std::string events = "-";
+};
+
+int RunRun(RunArguments const& arguments, std::ostream& out) {
+  if (arguments.config == "-" && arguments.events == "-") {
+    throw UsageError("CONFIG and EVENTS cannot both read standard input (EVENTS does when it is not given)");
   }
   action::plugin::Loader const loader(true);
-  Device device = ReadDevice(arguments[0]);
-
-  // Every event is read and checked before the first is published: a bad
-  // line stops the run before anything happened.
-  std::string const eventsPath = arguments.size() == 2 ? arguments[1] : "-";
-  std::string const source = eventsPath == "-" ? "<stdin>" : eventsPath;
-  std::istringstream lines(ReadFile(eventsPath));
-  std::vector<std::shared_ptr<meta::data::Event>> events;
-  std::string line;
-  for (std::size_t number = 1; std::getline(lines, line); ++number) {
-    if (line.find_first_not_of(" \t\r") == std::string::npos) {
-      continue;
-    }
-    std::string const where = source + ":" + std::to_string(number);
-    events.push_back(ToEvent(ParseJson(line, where), where));
-  }
+  Device device = ReadDevice(arguments.config);
+  std::vector<std::shared_ptr<meta::data::Event>> const events = ReadEvents(arguments.events);
 
   Summary summary;
   // The failure of the action that ran last, and what it logged, for its
@@ -215,23 +227,28 @@ int RunRun(Arguments const& arguments, std::ostream& out, std::ostream&) {
 
 }  // namespace
 
-Command const kRunCommand{"run", "run a device's actions on recorded events",
-                          "usage: orv-action run CONFIG [EVENTS]\n\n"
-                          "Loads the action plug-ins and builds the device of the configuration file CONFIG: one\n"
-                          "observable per rule id and the configured actions, set up through their properties:\n\n"
-                          "  {\n"
-                          "    \"armed\": false,\n"
-                          "    \"actions\": [\n"
-                          "      { \"type\": \"orv.action.File\", \"name\": \"log\", \"always_trigger\": true,\n"
-                          "        \"rules\": [17], \"properties\": { \"path\": \"-\" } }\n"
-                          "    ]\n"
-                          "  }\n\n"
-                          "Sets the armed state from \"armed\", then reads events, one JSON event per line, from\n"
-                          "the file EVENTS or standard input (docs/event-format.md), and publishes each on the\n"
-                          "observable of its rule (its Observable object). Prints an audit line for every action\n"
-                          "fired (a failed one followed by its code and the detail it logged), then a summary: events "
-                          "read, actions fired and failures by key. Exits with 1\n"
-                          "when an action failed.\n",
-                          RunRun};
+Command AddRunCommand(CLI::App& program) {
+  CLI::App* parser =
+      AddSubcommand(program, "run", "run a device's actions on recorded events",
+                    "Loads the action plug-ins and builds the device of the configuration file CONFIG: one\n"
+                    "observable per rule id and the configured actions, set up through their properties:\n\n"
+                    "  {\n"
+                    "    \"armed\": false,\n"
+                    "    \"actions\": [\n"
+                    "      { \"type\": \"orv.action.File\", \"name\": \"log\", \"always_trigger\": true,\n"
+                    "        \"rules\": [17], \"properties\": { \"path\": \"-\" } }\n"
+                    "    ]\n"
+                    "  }\n\n"
+                    "Sets the armed state from \"armed\", then reads events, one JSON event per line, from\n"
+                    "the file EVENTS (docs/event-format.md), and publishes each on the observable of its\n"
+                    "rule (its Observable object). Prints an audit line for every action fired (a failed\n"
+                    "one followed by its code and the detail it logged), then a summary: events read,\n"
+                    "actions fired and failures by key. Exits with 1 when an action failed.\n");
+  auto const arguments = std::make_shared<RunArguments>();
+  parser->add_option("CONFIG", arguments->config, "the device configuration file; \"-\" reads standard input")
+      ->required();
+  parser->add_option("EVENTS", arguments->events, "the events file; \"-\" reads standard input (the default)");
+  return {parser, [arguments](std::ostream& out, std::ostream&) { return RunRun(*arguments, out); }};
+}
 
 }  // namespace orv::tool

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <iomanip>
 #include <ostream>
 #include <sstream>
@@ -10,10 +11,7 @@
 namespace orv::tool {
 namespace {
 
-int RunTypes(Arguments const& arguments, std::ostream& out, std::ostream&) {
-  if (!arguments.empty()) {
-    throw UsageError("unexpected argument '" + arguments.front() + "'");
-  }
+int RunTypes(std::ostream& out) {
   system::plugin::Report const report = action::plugin::Load();
   for (std::string const& typeName : GetRegisteredTypeNames()) {
     hash::MurmurThree32 const id(typeName.c_str());
@@ -39,11 +37,12 @@ int RunTypes(Arguments const& arguments, std::ostream& out, std::ostream&) {
 
 }  // namespace
 
-Command const kTypesCommand{"types", "list the action types of the plug-ins and their properties",
-                            "usage: orv-action types\n\n"
-                            "Loads the action plug-ins next to liborv_action and lists every registered action\n"
-                            "type: its type name and type-name id, then each property with its value type,\n"
-                            "default and description. Plug-ins that failed to load follow, with the reason.\n",
-                            RunTypes};
+Command AddTypesCommand(CLI::App& program) {
+  CLI::App* parser = AddSubcommand(program, "types", "list the action types of the plug-ins and their properties",
+                                   "Loads the action plug-ins next to liborv_action and lists every registered action\n"
+                                   "type: its type name and type-name id, then each property with its value type,\n"
+                                   "default and description. Plug-ins that failed to load follow, with the reason.\n");
+  return {parser, [](std::ostream& out, std::ostream&) { return RunTypes(out); }};
+}
 
 }  // namespace orv::tool

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace orv::tool {
+
+// One input file, or standard input for the path "-", read whole or line by
+// line with a limit on the bytes it may hold. Every failure throws
+// InputError naming the file ("<stdin>" for standard input).
+class InputFile {
+ public:
+  // Opens the file; refuses a directory ("<path>: is a directory").
+  explicit InputFile(std::string const& path);
+  ~InputFile();
+  InputFile(InputFile const&) = delete;
+  InputFile& operator=(InputFile const&) = delete;
+
+  // "<stdin>" for standard input, the path otherwise.
+  std::string const& Name() const noexcept { return name_; }
+
+  // The rest of the file. `what` names the input in the message about a
+  // file of more than `limit` bytes ("an event file").
+  std::string ReadAll(std::size_t limit, std::string_view what);
+
+  // The next line without its "\n"; false at the end of the file. A line of
+  // more than `limit` bytes is refused, `what` naming it ("an event line").
+  bool ReadLine(std::string& line, std::size_t limit, std::string_view what);
+
+  // The number of the line ReadLine returned last, from 1.
+  std::size_t LineNumber() const noexcept { return lineNumber_; }
+
+ private:
+  // Appends up to one buffer's worth to buffered_; false at the end of the file.
+  bool Fill();
+  [[noreturn]] void TooLarge(std::string const& place, std::size_t limit, std::string_view what) const;
+
+  std::string name_;
+  int descriptor_ = -1;
+  bool owned_ = false;
+  std::string buffered_;
+  std::size_t start_ = 0;  // the first byte of buffered_ not yet returned
+  std::size_t lineNumber_ = 0;
+};
+
+// The whole content of the file at `path` ("-" for standard input), at most
+// `limit` bytes; see InputFile.
+std::string ReadFile(std::string const& path, std::size_t limit, std::string_view what);
+
+// "16 MiB (16777216 bytes)": a limit in bytes as messages name it.
+std::string DescribeBytes(std::size_t bytes);
+
+}  // namespace orv::tool
