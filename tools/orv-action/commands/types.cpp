@@ -6,6 +6,7 @@
 #include "../commands.hpp"
 #include "../property_values.hpp"
 #include "orv/action/loader.hpp"
+#include "orv/action/registry.hpp"
 
 namespace orv::tool {
 namespace {
@@ -14,7 +15,7 @@ int RunTypes(Arguments const& arguments, std::ostream& out, std::ostream&) {
   if (!arguments.empty()) {
     throw UsageError("unexpected argument '" + arguments.front() + "'");
   }
-  system::plugin::Report const report = action::plugin::Load();
+  action::plugin::Report const report = action::plugin::Load();
   for (std::string const& typeName : GetRegisteredTypeNames()) {
     hash::MurmurThree32 const id(typeName.c_str());
     std::ostringstream hex;
@@ -34,6 +35,12 @@ int RunTypes(Arguments const& arguments, std::ostream& out, std::ostream&) {
       out << "  " << (failure.error.starts_with(path) ? "" : path + ": ") << failure.error << '\n';
     }
   }
+  if (!report.refused.empty()) {
+    out << "registrations that were refused:\n";
+    for (auto const& refusal : report.refused) {
+      out << "  " << action::registry::Describe(refusal) << '\n';
+    }
+  }
   return 0;
 }
 
@@ -43,7 +50,8 @@ Command const kTypesCommand{"types", "list the action types of the plug-ins and 
                             "usage: orv-action types\n\n"
                             "Loads the action plug-ins next to liborv_action and lists every registered action\n"
                             "type: its type name and type-name id, then each property with its value type,\n"
-                            "default and description. Plug-ins that failed to load follow, with the reason.\n",
+                            "default and description. Plug-ins that failed to load follow, with the reason, and\n"
+                            "registrations that were refused because another type holds their type-name id.\n",
                             RunTypes};
 
 }  // namespace orv::tool
