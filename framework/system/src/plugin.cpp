@@ -247,7 +247,8 @@ std::optional<std::string> Try(fs::path const& file, Options const& options, fs:
   Said said;
   bool const late = Listen(scan.report.Get(), deadline, said);
   int waitError = 0;
-  std::optional<siginfo_t> const end = late ? std::nullopt : AwaitEnd(scan.pid, deadline, waitError);
+  // Only a trial without a verdict is described by how its process ended.
+  std::optional<siginfo_t> const end = late || said.verdict ? std::nullopt : AwaitEnd(scan.pid, deadline, waitError);
   Finish(scan.pid);
 
   if (said.verdict == scan::kLoaded) {
