@@ -5,6 +5,7 @@
 #include <boost/filesystem/operations.hpp>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "collision.hpp"
@@ -50,9 +51,23 @@ TEST(Loader, LoadsThePlugInsNextToTheLibraryOnlyAndOnlyWhenAsked) {
   EXPECT_EQ(Action::TypeName(kEcho), nullptr);
 
   {
+    // While the plug-ins load and register, other threads look types up and
+    // ask for the refused registrations, until they see the echo type.
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 3; ++i) {
+      readers.emplace_back([] {
+        while (Action::TypeName(kEcho) == nullptr) {
+          registry::GetRefusals();
+          Action::Make(kColliding);
+        }
+      });
+    }
     // A plug-in in the working directory is never looked at.
     WorkingDirectory const there(strayDirectory);
     plugin::Loader const loader(true);
+    for (auto& reader : readers) {
+      reader.join();
+    }
   }
 
   EXPECT_EQ(Action::Make(kStray), nullptr);

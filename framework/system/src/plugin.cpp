@@ -109,23 +109,30 @@ int Start(fs::path const& scanner, fs::path const& file, std::vector<fs::path> c
   Descriptor readEnd(ends[0]);
   Descriptor const writeEnd(ends[1]);
 
+  // Each set-up call fails only for want of memory; the first error stops the start.
+  int error = 0;
+  auto const check = [&error](int result) {
+    if (error == 0) {
+      error = result;
+    }
+  };
   posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
+  check(posix_spawn_file_actions_init(&actions));
   // dup2 clears close-on-exec, also when the write end already is descriptor 3.
-  posix_spawn_file_actions_adddup2(&actions, writeEnd.Get(), scan::kReportDescriptor);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addclosefrom_np(&actions, scan::kReportDescriptor + 1);
+  check(posix_spawn_file_actions_adddup2(&actions, writeEnd.Get(), scan::kReportDescriptor));
+  check(posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+  check(posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0));
+  check(posix_spawn_file_actions_addclosefrom_np(&actions, scan::kReportDescriptor + 1));
 
   posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-  posix_spawnattr_setpgroup(&attributes, 0);
+  check(posix_spawnattr_init(&attributes));
+  check(posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+  check(posix_spawnattr_setpgroup(&attributes, 0));
   sigset_t signals;
   sigemptyset(&signals);
-  posix_spawnattr_setsigmask(&attributes, &signals);
+  check(posix_spawnattr_setsigmask(&attributes, &signals));
   sigfillset(&signals);
-  posix_spawnattr_setsigdefault(&attributes, &signals);
+  check(posix_spawnattr_setsigdefault(&attributes, &signals));
 
   std::vector<std::string> arguments{scanner.string()};
   for (auto const& library : preload) {
@@ -139,7 +146,9 @@ int Start(fs::path const& scanner, fs::path const& file, std::vector<fs::path> c
   }
   argv.push_back(nullptr);
 
-  int const error = posix_spawn(&scan.pid, arguments.front().c_str(), &actions, &attributes, argv.data(), environ);
+  if (error == 0) {
+    error = posix_spawn(&scan.pid, arguments.front().c_str(), &actions, &attributes, argv.data(), environ);
+  }
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   if (error == 0) {
