@@ -289,6 +289,37 @@ TEST_F(Program, TypesListsThePlugInTypesTheirPropertiesAndTheFailures) {
   EXPECT_NE(outcome.out.find("liborv_action_a_notes.so: invalid ELF header\n"), std::string::npos);
 }
 
+TEST_F(Program, TypesOfTheBuildTreeListNoTestPlugIn) {
+  stage_.clear();
+  Outcome const outcome = Run({"types"});
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_NE(outcome.out.find("orv.action.File  0xd19e2905\n"), std::string::npos) << outcome.out;
+  EXPECT_EQ(outcome.out.find("orv.test."), std::string::npos) << outcome.out;
+  EXPECT_EQ(outcome.out.find("failed to load"), std::string::npos) << outcome.out;
+  EXPECT_EQ(outcome.out.find("refused"), std::string::npos) << outcome.out;
+}
+
+TEST_F(Program, TypesNamesEveryRefusedRegistrationAndWhoHoldsItsId) {
+  stage_ = ORV_TEST_SHADOW_STAGE_DIR;
+  Outcome const outcome = Run({"types"});
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  std::string const at = stage_.string() + "/liborv_action_";
+  std::string const refused =
+      "registrations that were refused:\n"
+      "  orv.test.collision.Type129469 from " +
+      at + "c_colliding.so was refused: its id 0x35e3cf75 is held by orv.test.collision.Type51627 from " + at +
+      "b_colliding.so, another type name with the same id registered first\n"
+      "  orv.action.File from " +
+      at + "file.so was refused: its id 0xd19e2905 is held by orv.action.File from " + at +
+      "aaa_shadow.so, the same type name registered first\n";
+  ASSERT_GE(outcome.out.size(), refused.size()) << outcome.out;
+  EXPECT_EQ(outcome.out.substr(outcome.out.size() - refused.size()), refused) << outcome.out;
+  // The shadow's type stays: it has none of the real type's own properties.
+  EXPECT_NE(outcome.out.find("orv.action.File  0xd19e2905\n  name (string"), std::string::npos) << outcome.out;
+  EXPECT_NE(outcome.out.find("orv.test.collision.Type51627  0x35e3cf75\n"), std::string::npos) << outcome.out;
+  EXPECT_EQ(outcome.out.find("orv.test.collision.Type129469  "), std::string::npos) << outcome.out;
+}
+
 TEST_F(Program, TestFiresTheActionWithItsProperties) {
   Outcome const outcome = Run({"test", "orv.action.File", "--set", "path=out.log", "--set",
                                "template={{the_event.name}}/{{the_event.type.string}}\n", "--text", "hello"});

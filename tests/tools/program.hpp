@@ -62,7 +62,11 @@ class Program : public ::testing::Test {
                           std::string const& input = "") const {
     Write("stdin", input);
     Write("stdout", "");
-    std::string command = "cd " + ShellQuote(dir_.string()) + " && exec " + ShellQuote(ORV_ACTION_PROGRAM);
+    std::string command = "cd " + ShellQuote(dir_.string()) + " && ";
+    if (!stage_.empty()) {
+      command += "LD_LIBRARY_PATH=" + ShellQuote(stage_.string()) + " ";
+    }
+    command += "exec " + ShellQuote(ORV_ACTION_PROGRAM);
     for (auto const& argument : arguments) {
       command.append(" ").append(ShellQuote(argument));
     }
@@ -72,6 +76,10 @@ class Program : public ::testing::Test {
   }
 
   std::filesystem::path dir_;
+  // Where the program finds liborv_action and so its plug-ins: a stage
+  // holding a copy of the library and the plug-ins the tests use; empty: the
+  // build tree's own library directory, which holds only the real plug-ins.
+  std::filesystem::path stage_ = ORV_TEST_STAGE_DIR;
 };
 
 }  // namespace orv::tool::testing

@@ -2,24 +2,35 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
-#include <csignal>
+#include <climits>
 #include <cstring>
-#include <exception>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "orv/system/library_path.hpp"
+#include "scan_protocol.hpp"
 
 namespace orv::system::plugin {
 namespace {
 
 namespace fs = boost::filesystem;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-constexpr int kLoadFlags = RTLD_NOW | RTLD_LOCAL;
+constexpr std::chrono::hours kMaximumTimeLimit(24);
 
 bool IsCandidate(std::string const& fileName, std::string const& prefix) {
   std::string const head = "lib" + prefix;
@@ -47,107 +58,232 @@ std::vector<fs::path> FindCandidates(std::string const& prefix, fs::path const& 
   return files;
 }
 
-void WriteAll(int fd, std::string_view text) noexcept {
-  while (!text.empty()) {
-    ssize_t const written = write(fd, text.data(), text.size());
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written <= 0) {
-      return;
-    }
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
+// strerror and strsignal are not safe while other threads run; these are.
+std::string ErrorText(int error) { return std::generic_category().message(error); }
+
+std::string SignalText(int signal) {
+  char const* description = sigdescr_np(signal);
+  return "signal " + std::to_string(signal) + " (" + (description != nullptr ? description : "unknown signal") + ")";
 }
 
-std::string ReadAll(int fd) {
-  std::string text;
-  char buffer[512];
-  for (;;) {
-    ssize_t const got = read(fd, buffer, sizeof buffer);
+std::string LimitText(milliseconds limit) {
+  return limit.count() % 1000 == 0 ? std::to_string(limit.count() / 1000) + " s"
+                                   : std::to_string(limit.count()) + " ms";
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd = -1) noexcept : fd_(fd) {}
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  ~Descriptor() {
+    if (fd_ >= 0) {
+      close(fd_);
+    }
+  }
+  int Get() const noexcept { return fd_; }
+
+ private:
+  int fd_;
+};
+
+// The scanner started on one file: its process id and the read end of its
+// report pipe.
+struct Scan {
+  pid_t pid = -1;
+  Descriptor report;
+};
+
+// Starts the scanner on `file` in a process group of its own, with default
+// signal handling and an empty signal mask whatever this process's threads
+// use, and no descriptor of this process but standard error and the report
+// pipe. Returns the error number when it cannot be started.
+int Start(fs::path const& scanner, fs::path const& file, std::vector<fs::path> const& preload, Scan& scan) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    return errno;
+  }
+  Descriptor readEnd(ends[0]);
+  Descriptor const writeEnd(ends[1]);
+
+  // Each set-up call fails only for want of memory; the first error stops the start.
+  int error = 0;
+  auto const check = [&error](int result) {
+    if (error == 0) {
+      error = result;
+    }
+  };
+  posix_spawn_file_actions_t actions;
+  check(posix_spawn_file_actions_init(&actions));
+  // dup2 clears close-on-exec, also when the write end already is descriptor 3.
+  check(posix_spawn_file_actions_adddup2(&actions, writeEnd.Get(), scan::kReportDescriptor));
+  check(posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+  check(posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0));
+  check(posix_spawn_file_actions_addclosefrom_np(&actions, scan::kReportDescriptor + 1));
+
+  posix_spawnattr_t attributes;
+  check(posix_spawnattr_init(&attributes));
+  check(posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+  check(posix_spawnattr_setpgroup(&attributes, 0));
+  sigset_t signals;
+  sigemptyset(&signals);
+  check(posix_spawnattr_setsigmask(&attributes, &signals));
+  sigfillset(&signals);
+  check(posix_spawnattr_setsigdefault(&attributes, &signals));
+
+  std::vector<std::string> arguments{scanner.string()};
+  for (auto const& library : preload) {
+    arguments.emplace_back(scan::kPreloadOption);
+    arguments.push_back(library.string());
+  }
+  arguments.push_back(file.string());
+  std::vector<char*> argv;
+  for (auto& argument : arguments) {
+    argv.push_back(argument.data());
+  }
+  argv.push_back(nullptr);
+
+  if (error == 0) {
+    error = posix_spawn(&scan.pid, arguments.front().c_str(), &actions, &attributes, argv.data(), environ);
+  }
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error == 0) {
+    scan.report = std::move(readEnd);
+  }
+  return error;
+}
+
+// What the scanner said: whether it began, and its verdict once it gave one.
+struct Said {
+  bool trying = false;
+  std::optional<std::string> verdict;
+};
+
+// Reads the scanner's messages until its verdict, the end of the pipe or the
+// deadline; true when the deadline came first.
+bool Listen(int report, Clock::time_point deadline, Said& said) {
+  std::string pending;
+  char chunk[512];
+  while (!said.verdict) {
+    auto const left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+    if (left.count() <= 0) {
+      return true;
+    }
+    pollfd ready{report, POLLIN, 0};
+    int const count = poll(&ready, 1, static_cast<int>(std::min<milliseconds::rep>(left.count(), INT_MAX)));
+    if (count < 0 && errno != EINTR) {
+      return false;
+    }
+    if (count <= 0) {
+      continue;
+    }
+    ssize_t const got = read(report, chunk, sizeof chunk);
     if (got < 0 && errno == EINTR) {
       continue;
     }
     if (got <= 0) {
-      return text;
+      return false;
     }
-    text.append(buffer, static_cast<std::size_t>(got));
-  }
-}
-
-// The write end of the trial child's pipe, for its terminate handler.
-int gTrialPipe = -1;
-
-// Runs in the trial child when an initialiser lets an exception out (the
-// dynamic loader turns that into std::terminate): says what was thrown.
-[[noreturn]] void ReportTermination() noexcept {
-  std::string message = "the initialiser ended the process";
-  if (std::exception_ptr const thrown = std::current_exception()) {
-    try {
-      std::rethrow_exception(thrown);
-    } catch (std::exception const& exception) {
-      message = std::string("the initialiser threw: ") + exception.what();
-    } catch (...) {
-      message = "the initialiser threw an exception that is not a std::exception";
+    pending.append(chunk, static_cast<std::size_t>(got));
+    for (std::size_t end; !said.verdict && (end = pending.find('\0')) != std::string::npos;) {
+      std::string message = pending.substr(0, end);
+      pending.erase(0, end + 1);
+      if (message == scan::kTrying) {
+        said.trying = true;
+      } else {
+        said.verdict = std::move(message);
+      }
     }
   }
-  WriteAll(gTrialPipe, message);
-  _exit(2);
+  return false;
 }
 
-[[noreturn]] void RunTrial(fs::path const& file, int pipe) noexcept {
-  gTrialPipe = pipe;
-  std::set_terminate(&ReportTermination);
-  if (dlopen(file.c_str(), kLoadFlags) == nullptr) {
-    char const* error = dlerror();
-    WriteAll(pipe, error != nullptr ? error : "the dynamic loader refused the file");
-    _exit(1);
+// How the scanner ended, once it has, without reaping it (so its process
+// group stays its own until it is killed): nothing when the deadline came
+// first; `error` is set when the end cannot be known.
+std::optional<siginfo_t> AwaitEnd(pid_t pid, Clock::time_point deadline, int& error) {
+  auto pause = std::chrono::microseconds(100);
+  for (;;) {
+    siginfo_t end{};
+    if (waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOHANG | WNOWAIT) != 0) {
+      if (errno == EINTR) {
+        continue;
+      }
+      error = errno;
+      return std::nullopt;
+    }
+    if (end.si_pid == pid) {
+      return end;
+    }
+    if (Clock::now() >= deadline) {
+      return std::nullopt;
+    }
+    std::this_thread::sleep_for(pause);
+    pause = std::min<std::chrono::microseconds>(pause * 2, milliseconds(10));
   }
-  _exit(0);
 }
 
-// Loads `file` in a child process first: the error text when that fails,
-// nothing when it loads (or when no child can be started, in which case the
-// file is loaded directly).
-std::optional<std::string> Try(fs::path const& file) {
-  int fds[2];
-  if (pipe2(fds, O_CLOEXEC) != 0) {
-    return std::nullopt;
+// Kills the scanner's process group (the scanner and whatever an initialiser
+// started) and reaps the scanner.
+void Finish(pid_t pid) {
+  kill(-pid, SIGKILL);
+  while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
   }
-  pid_t const child = fork();
-  if (child == 0) {
-    close(fds[0]);
-    RunTrial(file, fds[1]);
-  }
-  close(fds[1]);
-  if (child < 0) {
-    close(fds[0]);
-    return std::nullopt;
-  }
-  std::string const output = ReadAll(fds[0]);
-  close(fds[0]);
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
-    return std::nullopt;
-  }
-  if (!output.empty()) {
-    return output;
-  }
-  if (WIFSIGNALED(status)) {
-    return "the initialiser was ended by signal " + std::to_string(WTERMSIG(status)) + " (" +
-           strsignal(WTERMSIG(status)) + ")";
-  }
-  return "the trial load failed with exit status " + std::to_string(WEXITSTATUS(status));
 }
 
-void Load(fs::path const& file, Report& report) {
-  if (auto error = Try(file)) {
+// The reason a trial that gave no verdict failed.
+std::string DescribeEnd(Said const& said, siginfo_t const& end, fs::path const& scanner) {
+  bool const exited = end.si_code == CLD_EXITED;
+  if (!said.trying) {
+    return "the plug-in scanner " + scanner.string() + " ended before trying the file (" +
+           (exited ? "exit status " + std::to_string(end.si_status) : SignalText(end.si_status)) + ")";
+  }
+  return exited ? "the initialiser ended the process with exit status " + std::to_string(end.si_status)
+                : "the initialiser was ended by " + SignalText(end.si_status);
+}
+
+// Tries `file` in the scanner: nothing when it loaded there, else the reason.
+std::optional<std::string> Try(fs::path const& file, Options const& options, fs::path const& scanner) {
+  Clock::time_point const deadline = Clock::now() + options.timeLimit;
+  Scan scan;
+  if (int const error = Start(scanner, file, options.preload, scan); error != 0) {
+    return "could not start the plug-in scanner " + scanner.string() + ": " + ErrorText(error);
+  }
+  Said said;
+  bool const late = Listen(scan.report.Get(), deadline, said);
+  int waitError = 0;
+  // Only a trial without a verdict is described by how its process ended.
+  std::optional<siginfo_t> const end = late || said.verdict ? std::nullopt : AwaitEnd(scan.pid, deadline, waitError);
+  Finish(scan.pid);
+
+  if (said.verdict == scan::kLoaded) {
+    return std::nullopt;
+  }
+  if (said.verdict) {
+    if (said.verdict->starts_with(scan::kFailed)) {
+      return said.verdict->substr(scan::kFailed.size());
+    }
+    return "the plug-in scanner sent an unknown verdict '" + *said.verdict + "'";
+  }
+  if (end) {
+    return DescribeEnd(said, *end, scanner);
+  }
+  if (waitError != 0) {
+    return "could not learn how the trial ended: " + ErrorText(waitError);
+  }
+  return "the trial load did not finish within " + LimitText(options.timeLimit);
+}
+
+void Load(fs::path const& file, Options const& options, fs::path const& scanner, Report& report) {
+  if (auto error = Try(file, options, scanner)) {
     report.failed.push_back({file, std::move(*error)});
     return;
   }
-  if (dlopen(file.c_str(), kLoadFlags) == nullptr) {
+  if (dlopen(file.c_str(), scan::kLoadFlags) == nullptr) {
     char const* error = dlerror();
     report.failed.push_back({file, error != nullptr ? error : "the dynamic loader refused the file"});
     return;
@@ -157,11 +293,30 @@ void Load(fs::path const& file, Report& report) {
 
 }  // namespace
 
+fs::path GetScannerPath() {
+  fs::path const scanner = GetLibraryPath("orv_system").parent_path() / ORV_SYSTEM_SCANNER_FROM_LIBRARY;
+  boost::system::error_code error;
+  fs::path normal = fs::weakly_canonical(scanner, error);
+  return error ? scanner : normal;
+}
+
 Report LoadAll(std::string const& prefix, std::vector<fs::path> const& directories) {
+  return LoadAll(prefix, directories, Options{});
+}
+
+Report LoadAll(std::string const& prefix, std::vector<fs::path> const& directories, Options const& options) {
+  if (options.timeLimit <= milliseconds::zero() || options.timeLimit > kMaximumTimeLimit) {
+    throw std::invalid_argument("the trial time limit must be from 1 ms to one day, not " +
+                                std::to_string(options.timeLimit.count()) + " ms");
+  }
   Report report;
+  fs::path scanner;
   for (auto const& directory : directories) {
     for (auto const& file : FindCandidates(prefix, directory, report)) {
-      Load(file, report);
+      if (scanner.empty()) {
+        scanner = options.scanner.empty() ? GetScannerPath() : options.scanner;
+      }
+      Load(file, options, scanner, report);
     }
   }
   return report;

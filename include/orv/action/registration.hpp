@@ -34,7 +34,13 @@ namespace orv::action {
 //   throw.
 // Actions are made with MakeShared, which ends an action's subscriptions
 // before the concrete class is destroyed. If another type registered the same
-// id first, that one stays and IsRegistered() is false.
+// id first (the same type name, or another name with the same hash), that one
+// stays, IsRegistered() is false, and registry::GetRefusals() and the loader's
+// report name this registration, its file and the type that holds the id.
+//
+// The initialisers of a plug-in run twice: once in the plug-in scanner, a
+// short-lived process that tries the file, and once in the host. They should
+// do nothing but register.
 template <class Concrete>
 class Registration {
  public:

@@ -47,6 +47,24 @@ TEST(Registry, TheFirstEntryForAnIdStays) {
   EXPECT_EQ(map->at(kFirst).text, "first");
 }
 
+TEST(Registry, KeepsTheRefusedEntriesInTheOrderTheyCame) {
+  Registry<Entry> registry;
+  EXPECT_TRUE(registry.GetRefused()->empty());
+  EXPECT_TRUE(registry.Add(Entry{kFirst, "first"}));
+  EXPECT_FALSE(registry.Add(Entry{kFirst, "replacement"}));
+  EXPECT_TRUE(registry.Add(Entry{kSecond, "second"}));
+  EXPECT_FALSE(registry.Add(Entry{kSecond, "another second"}));
+  EXPECT_FALSE(registry.Add(Entry{kFirst, "another first"}));
+  auto const refused = registry.GetRefused();
+  ASSERT_EQ(refused->size(), 3U);
+  EXPECT_EQ((*refused)[0].id, kFirst);
+  EXPECT_EQ((*refused)[0].text, "replacement");
+  EXPECT_EQ((*refused)[1].id, kSecond);
+  EXPECT_EQ((*refused)[1].text, "another second");
+  EXPECT_EQ((*refused)[2].id, kFirst);
+  EXPECT_EQ((*refused)[2].text, "another first");
+}
+
 TEST(Registry, MapHasUnitMaximumLoadFactor) {
   Registry<Entry> registry;
   EXPECT_EQ(registry.GetMap()->max_load_factor(), 1.0F);
@@ -94,6 +112,19 @@ TEST(Registry, AMovedFromViewReleasesNothing) {
   while (!writer.IsDone()) {
     std::this_thread::sleep_for(1ms);
   }
+}
+
+TEST(Registry, AViewOfTheRefusedEntriesHoldsTheMutexToo) {
+  Registry<Entry> registry;
+  std::optional<registry::Lock<std::vector<Entry> const>> view(registry.GetRefused());
+  Writer const writer(registry);
+  std::this_thread::sleep_for(100ms);
+  EXPECT_FALSE(writer.IsDone());
+  view.reset();
+  while (!writer.IsDone()) {
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_EQ(registry.GetMap()->size(), 1U);
 }
 
 TEST(Lock, CallsItsReleaseFunctionOnceAndMoveAssignmentReleasesTheOldOne) {

@@ -7,12 +7,13 @@
 #include "../commands.hpp"
 #include "../property_values.hpp"
 #include "orv/action/loader.hpp"
+#include "orv/action/registry.hpp"
 
 namespace orv::tool {
 namespace {
 
 int RunTypes(std::ostream& out) {
-  system::plugin::Report const report = action::plugin::Load();
+  action::plugin::Report const report = action::plugin::Load();
   for (std::string const& typeName : GetRegisteredTypeNames()) {
     hash::MurmurThree32 const id(typeName.c_str());
     std::ostringstream hex;
@@ -32,16 +33,24 @@ int RunTypes(std::ostream& out) {
       out << "  " << (failure.error.starts_with(path) ? "" : path + ": ") << failure.error << '\n';
     }
   }
+  if (!report.refused.empty()) {
+    out << "registrations that were refused:\n";
+    for (auto const& refusal : report.refused) {
+      out << "  " << action::registry::Describe(refusal) << '\n';
+    }
+  }
   return 0;
 }
 
 }  // namespace
 
 Command AddTypesCommand(CLI::App& program) {
-  CLI::App* parser = AddSubcommand(program, "types", "list the action types of the plug-ins and their properties",
-                                   "Loads the action plug-ins next to liborv_action and lists every registered action\n"
-                                   "type: its type name and type-name id, then each property with its value type,\n"
-                                   "default and description. Plug-ins that failed to load follow, with the reason.\n");
+  CLI::App* parser =
+      AddSubcommand(program, "types", "list the action types of the plug-ins and their properties",
+                    "Loads the action plug-ins next to liborv_action and lists every registered action\n"
+                    "type: its type name and type-name id, then each property with its value type,\n"
+                    "default and description. Plug-ins that failed to load follow, with the reason, and\n"
+                    "registrations that were refused because another type holds their type-name id.\n");
   return {parser, [](std::ostream& out, std::ostream&) { return RunTypes(out); }};
 }
 

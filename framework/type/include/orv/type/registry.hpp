@@ -4,6 +4,7 @@
 #include <mutex>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "orv/hash/murmur_three_32.hpp"
 #include "orv/type/export.hpp"
@@ -53,9 +54,9 @@ class ORV_TYPE_API Lock {
 // A process-wide table of types keyed by type-name id, guarded by one
 // non-recursive mutex. `T` names its own key through `GetTypeNameId()`.
 //
-// Every look-up goes through GetMap, which holds the mutex for the life of
-// the returned view; Add takes the same mutex, so a reader never sees a
-// half-inserted entry.
+// Every look-up goes through GetMap or GetRefused, which hold the mutex for
+// the life of the returned view; Add takes the same mutex, so a reader never
+// sees a half-inserted entry.
 template <class T>
 class ORV_TYPE_API Registry {
  public:
@@ -67,12 +68,19 @@ class ORV_TYPE_API Registry {
   virtual ~Registry() = default;
 
   // Inserts `entry` under its type-name id and returns true, or returns false
-  // and keeps the existing entry when the id is already registered: the first
-  // registration of a type stays.
+  // when the id is already registered: the first registration of a type
+  // stays, and `entry` is kept among the refused ones (GetRefused), so that a
+  // second type with the same name, or with another name of the same id, is
+  // not lost silently.
   bool Add(T entry) {
     std::lock_guard lock(mutex_);
     auto const id = entry.GetTypeNameId();
-    return map_.try_emplace(id, std::move(entry)).second;
+    if (map_.contains(id)) {
+      refused_.push_back(std::move(entry));
+      return false;
+    }
+    map_.emplace(id, std::move(entry));
+    return true;
   }
 
   // Locks the mutex and returns a view of the map that unlocks it when destroyed.
@@ -81,9 +89,18 @@ class ORV_TYPE_API Registry {
     return registry::Lock<Map const>(&map_, [this] { mutex_.unlock(); });
   }
 
+  // Locks the mutex and returns a view of the entries that Add refused, in
+  // the order it refused them; the entry holding the id of each is in the
+  // map. Unlocks when destroyed; never hold it together with a view of the map.
+  registry::Lock<std::vector<T> const> GetRefused() const {
+    mutex_.lock();
+    return registry::Lock<std::vector<T> const>(&refused_, [this] { mutex_.unlock(); });
+  }
+
  private:
   Map map_;
   mutable std::mutex mutex_;
+  std::vector<T> refused_;
 };
 
 }  // namespace orv::type
