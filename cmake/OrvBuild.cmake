@@ -53,11 +53,13 @@ function(orv_add_library name)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_DEPENDS} $<BUILD_INTERFACE:orv_warnings>)
   install(TARGETS ${target} EXPORT orv_actionTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(FILES "${generated}/${header_dir}/export.hpp" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${header_dir}")
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libraries NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT libraries)
+  install(FILES "${generated}/${header_dir}/export.hpp" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${header_dir}"
+    COMPONENT development)
   if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/include)
-    install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+    install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
   endif()
+  set_property(GLOBAL APPEND PROPERTY ORV_INSTALLED_LIBRARIES ${target})
 endfunction()

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-  cmake g++ make pkg-config clang-format
+  cmake g++ make pkg-config clang-format dpkg-dev
   libboost-dev libboost-filesystem-dev libboost-system-dev
   libmstch-dev libcereal-dev nlohmann-json3-dev libcli11-dev
   libcurl4-openssl-dev libgmime-3.0-dev

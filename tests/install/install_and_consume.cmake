@@ -1,29 +1,20 @@
-# cmake -DBUILD_DIR=... -DSOURCE_DIR=... -DWORK_DIR=... -DGENERATOR=... -P install_and_consume.cmake
+# cmake -DBUILD_DIR=... -DSOURCE_DIR=... -DWORK_DIR=... -DGENERATOR=... -DLIBEXEC_DIR=...
+#       -P install_and_consume.cmake
+#
+# Installs the build into a fresh prefix, checks the installed orv-action and
+# plug-in scanner, then builds the consumer and its plug-in against it.
+include("${CMAKE_CURRENT_LIST_DIR}/consumer.cmake")
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")
-
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT result EQUAL 0)
-    message(FATAL_ERROR "failed (${result}): ${ARGN}\n${out}\n${err}")
-  endif()
-  set(output "${out}" PARENT_SCOPE)
-endfunction()
-
 run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
-run(${CMAKE_COMMAND} -S "${SOURCE_DIR}" -B "${WORK_DIR}/build" -G "${GENERATOR}" "-DCMAKE_PREFIX_PATH=${prefix}")
-run(${CMAKE_COMMAND} --build "${WORK_DIR}/build")
-run("${WORK_DIR}/build/consumer")
-if(NOT output STREQUAL "executed 'installed' for 'armed'\n")
-  message(FATAL_ERROR "unexpected output of the consumer: '${output}'")
-endif()
+
 # The installed loader finds the installed plug-in scanner (under libexec,
-# relative to the installed liborv_system) and loads the installed plug-in.
+# relative to the installed liborv_system) and loads the installed plug-ins,
+# also once the tree is moved elsewhere, as a staging directory is.
 if(EXISTS "${prefix}/bin/orv-action")
   if(NOT EXISTS "${prefix}/${LIBEXEC_DIR}/orv_action/orv-plugin-scan")
     message(FATAL_ERROR "the plug-in scanner is not installed at ${prefix}/${LIBEXEC_DIR}/orv_action/orv-plugin-scan")
   endif()
-  # Also once the tree is moved elsewhere, as a staging directory is.
   set(moved "${WORK_DIR}/moved")
   foreach(tree "${prefix}" "${moved}")
     if(tree STREQUAL "${moved}")
@@ -34,5 +25,8 @@ if(EXISTS "${prefix}/bin/orv-action")
       message(FATAL_ERROR "unexpected types of the orv-action installed in ${tree}: '${output}'")
     endif()
   endforeach()
+  file(RENAME "${moved}" "${prefix}")
 endif()
-message(STATUS "the installed package builds and runs a consumer")
+
+build_consumer("${prefix}" "${WORK_DIR}/build")
+message(STATUS "the installed package builds and runs a consumer and loads its plug-in")
