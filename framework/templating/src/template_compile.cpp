@@ -40,7 +40,8 @@ enum class Tag { Escaped, Triple, Ampersand, Section, Inverted, Close, Comment, 
 bool MayStandAlone(Tag tag) { return tag != Tag::Escaped && tag != Tag::Triple && tag != Tag::Ampersand; }
 
 // Turns source offsets into lines and columns. Offsets mostly grow while a
-// source is compiled, so it walks on from the last one.
+// source is compiled, so it walks on from the last one, counting the column
+// as it goes: a line with many tags is read once, not once per tag.
 class Locator {
  public:
   explicit Locator(std::string_view source) : source_(source) {}
@@ -54,27 +55,25 @@ class Locator {
     if (offset < offset_) {
       offset_ = 0;
       line_ = 1;
-      lineBegin_ = 0;
+      column_ = 1;
     }
     for (; offset_ < offset; ++offset_) {
-      if (source_[offset_] == '\n') {
+      auto const byte = static_cast<unsigned char>(source_[offset_]);
+      if (byte == '\n') {
         ++line_;
-        lineBegin_ = offset_ + 1;
+        column_ = 1;
+      } else if ((byte & 0xC0U) != 0x80U) {
+        ++column_;  // UTF-8 continuation bytes belong to the character before them
       }
     }
-    std::size_t column = 1;
-    for (std::size_t i = lineBegin_; i < offset; ++i) {
-      // UTF-8 continuation bytes belong to the character before them.
-      column += (static_cast<unsigned char>(source_[i]) & 0xC0U) != 0x80U ? 1 : 0;
-    }
-    return {line_, column};
+    return {line_, column_};
   }
 
  private:
   std::string_view source_;
   std::size_t offset_ = 0;
   std::size_t line_ = 1;
-  std::size_t lineBegin_ = 0;
+  std::size_t column_ = 1;
 };
 
 class Compiler {
@@ -264,8 +263,9 @@ class Compiler {
         if (IsLineStart(begin)) {
           Emit({Op::Indent});
         }
-        std::size_t const newline = source_.find('\n', begin);
-        lineEnd = newline < end ? newline + 1 : end;
+        // Only up to `end`: a long line of tags must not be searched again for every tag.
+        std::size_t const newline = source_.substr(begin, end - begin).find('\n');
+        lineEnd = newline != std::string_view::npos ? begin + newline + 1 : end;
       }
       AppendText(source_.substr(begin, lineEnd - begin));
       begin = lineEnd;
@@ -345,16 +345,14 @@ class Compiler {
   }
 
   void AddPartial(std::string_view name, Line const& line, std::size_t tagBegin) {
-    std::uint32_t body = 0;
-    for (std::uint32_t i = 1; i < program_.bodies.size(); ++i) {
-      if (program_.bodies[i].partial == name) {
-        body = i;
-        break;
-      }
-    }
-    if (body == 0) {
+    // The partials' bodies follow the template's in name order.
+    auto const partials = program_.bodies.begin() + 1;
+    auto const found = std::lower_bound(partials, program_.bodies.end(), name,
+                                        [](Body const& body, std::string_view key) { return body.partial < key; });
+    if (found == program_.bodies.end() || found->partial != name) {
       return;  // an unknown partial renders as empty text
     }
+    auto const body = static_cast<std::uint32_t>(found - program_.bodies.begin());
     Instruction partial{Op::Partial, line.standalone, body, static_cast<std::uint32_t>(program_.pool.size()), 0};
     if (line.standalone) {
       std::string_view const indentation = source_.substr(line.begin, tagBegin - line.begin);

@@ -98,6 +98,29 @@ TEST(SyntaxError, ColumnsCountCharactersNotBytes) {
               1, 4);
 }
 
+TEST(SyntaxError, ColumnsFollowManyTagsOnOneLine) {
+  std::string text = "\xC3\xA9\n";
+  for (int i = 0; i < 1000; ++i) {
+    text += "\xC3\xA9{{a}}";  // six characters
+  }
+  text += "{{#b}}";
+  ExpectError(Error(text), R"(line 2, column 6001: unclosed section "b": expected "{{/b}}")", 2, 6001);
+  // A mismatched end names both tags, the opening one before the closing one.
+  ExpectError(Error(text + "{{a}}\n\xC3\xA9{{/c}}"),
+              R"(line 3, column 2: mismatched section end: expected "{{/b}}" for the section opened at line 2, )"
+              R"(column 6001, found "{{/c}}")",
+              3, 2);
+}
+
+TEST(SyntaxError, ColumnsInAPartialFollowManyTagsOnOneLine) {
+  std::string partial;
+  for (int i = 0; i < 1000; ++i) {
+    partial += "{{a}}\xC3\xA9";
+  }
+  Expected const error = Error("{{>p}}", {{"p", partial + "\n{{a}}{{/b}}"}});
+  EXPECT_EQ(error.message, R"(partial "p", line 2, column 6: unexpected "{{/b}}": no section is open)");
+}
+
 TEST(SyntaxError, ErrorInAPartialNamesThePartial) {
   Expected const error = Error("{{>row}}", {{"head", "ok"}, {"row", "x\n {{#cells}}"}});
   EXPECT_EQ(error.message, R"(partial "row", line 2, column 2: unclosed section "cells": expected "{{/cells}}")");
