@@ -79,7 +79,7 @@ class Renderer {
       Instruction const& instruction = code[i];
       switch (instruction.op) {
         case Op::Text:
-          out_.append(program_.pool.data() + instruction.first, instruction.second);
+          out_.append(body.pool.data() + instruction.first, instruction.second);
           ++i;
           break;
         case Op::Indent:
@@ -88,14 +88,14 @@ class Renderer {
           break;
         case Op::Escaped:
         case Op::Raw: {
-          Name const& name = program_.names[instruction.first];
+          Name const& name = body.names[instruction.first];
           AppendValue(out_, body, name, Find(name, top),
                       instruction.op == Op::Escaped ? program_.escape : Escape::None);
           ++i;
           break;
         }
         case Op::Section: {
-          Name const& name = program_.names[instruction.first];
+          Name const& name = body.names[instruction.first];
           Value const value = Find(name, top);
           if (value.Which() == kArray) {
             for (mstch::node const& element : boost::get<mstch::array>(*value.node)) {
@@ -110,7 +110,7 @@ class Renderer {
           break;
         }
         case Op::Inverted: {
-          Name const& name = program_.names[instruction.first];
+          Name const& name = body.names[instruction.first];
           if (!IsTruthy(body, name, Find(name, top))) {
             Run(body, i + 1, instruction.second, top, indent, depth);
           }
@@ -118,7 +118,7 @@ class Renderer {
           break;
         }
         case Op::Partial:
-          RunPartial(instruction, top, indent, depth);
+          RunPartial(body, instruction, top, indent, depth);
           ++i;
           break;
       }
@@ -128,13 +128,14 @@ class Renderer {
  private:
   // A standalone partial is indented by its line's leading blanks, on top of
   // the indentation of the partial it stands in; an inline one is not.
-  void RunPartial(Instruction const& instruction, Frame const* top, std::string_view indent, unsigned depth) const {
+  void RunPartial(Body const& body, Instruction const& instruction, Frame const* top, std::string_view indent,
+                  unsigned depth) const {
     Body const& partial = program_.bodies[instruction.first];
     if (depth >= kMaxPartialDepth) {
       throw std::length_error("partial \"" + partial.partial + "\" nests more than " +
                               std::to_string(kMaxPartialDepth) + " partials deep");
     }
-    std::string_view const own(program_.pool.data() + instruction.second, instruction.third);
+    std::string_view const own(body.pool.data() + instruction.second, instruction.third);
     if (!instruction.standalone) {
       Run(partial, 0, partial.code.size(), top, {}, depth + 1);
     } else if (indent.empty() || own.empty()) {
@@ -162,7 +163,7 @@ namespace {
 void RenderFrom(detail::Program const& program, detail::Value data, std::string& out) {
   // Values usually add about as much as the static text; one reservation
   // then covers the whole rendering.
-  out.reserve(out.size() + 2 * program.textSize + 256);
+  out.reserve(out.size() + 2 * program.bodies.front().pool.size() + 256);
   detail::Frame const root{data, nullptr};
   detail::Body const& body = program.bodies.front();
   detail::Renderer(program, out).Run(body, 0, body.code.size(), &root, {}, 0);

@@ -60,7 +60,7 @@ class Checker {
     for (std::size_t body = 0; body < program_.bodies.size(); ++body) {
       for (std::size_t i = 0; i < state_[body].size(); ++i) {
         if (state_[body][i] == State::Missing) {
-          Name const& name = program_.names[program_.bodies[body].code[i].first];
+          Name const& name = program_.bodies[body].names[program_.bodies[body].code[i].first];
           missing.push_back({name.text, program_.bodies[body].partial, name.line, name.column});
         }
       }
@@ -74,7 +74,7 @@ class Checker {
   // Looks up the name of tag `i` and records the outcome; a tag once found
   // stays found.
   Value Look(std::size_t body, std::size_t i, Frame const* top) {
-    Name const& name = program_.names[program_.bodies[body].code[i].first];
+    Name const& name = program_.bodies[body].names[program_.bodies[body].code[i].first];
     Value const value = Find(name, top);
     if (value.Which() == kLambda || value.Which() == kObject) {
       ThrowUnsupported(program_.bodies[body], name, value);

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -82,6 +83,10 @@ class Compiler {
       : program_(program), body_(body), source_(source), locate_(source) {}
 
   void Run() {
+    if (source_.size() > kMaxTemplateSize) {
+      Fail(kMaxTemplateSize, "the text is " + std::to_string(source_.size()) + " bytes long; at most " +
+                                 std::to_string(kMaxTemplateSize) + " bytes (1 MiB) are allowed");
+    }
     std::size_t textBegin = 0;
     std::size_t position = 0;
     while (true) {
@@ -217,7 +222,12 @@ class Compiler {
       case Tag::Section:
       case Tag::Inverted: {
         std::uint32_t const name = AddName(content, contentBegin, tagBegin, closer);
-        openSections_.push_back({Code().size(), program_.names[name].text, tagBegin});
+        if (openSections_.size() == kMaxSectionDepth) {
+          Fail(tagBegin, "section " + Quoted(Own().names[name].text) + " would open level " +
+                             std::to_string(kMaxSectionDepth + 1) + "; sections nest at most " +
+                             std::to_string(kMaxSectionDepth) + " levels deep");
+        }
+        openSections_.push_back({Code().size(), Own().names[name].text, tagBegin});
         Emit({text.tag == Tag::Section ? Op::Section : Op::Inverted, false, name});
         break;
       }
@@ -241,7 +251,8 @@ class Compiler {
     std::size_t offset;
   };
 
-  std::vector<Instruction>& Code() { return program_.bodies[body_].code; }
+  Body& Own() { return program_.bodies[body_]; }
+  std::vector<Instruction>& Code() { return Own().code; }
 
   bool IsLineStart(std::size_t offset) const { return offset == 0 || source_[offset - 1] == '\n'; }
 
@@ -274,7 +285,7 @@ class Compiler {
 
   // Text right after text (around a comment, say) joins the same instruction.
   void AppendText(std::string_view text) {
-    std::string& pool = program_.pool;
+    std::string& pool = Own().pool;
     if (textOpen_ && Code().back().first + Code().back().second == pool.size()) {
       Code().back().second += static_cast<std::uint32_t>(text.size());
     } else {
@@ -322,8 +333,8 @@ class Compiler {
     Locator::Position const position = locate_(tagBegin);
     name.line = static_cast<std::uint32_t>(position.line);
     name.column = static_cast<std::uint32_t>(position.column);
-    program_.names.push_back(std::move(name));
-    return static_cast<std::uint32_t>(program_.names.size() - 1);
+    Own().names.push_back(std::move(name));
+    return static_cast<std::uint32_t>(Own().names.size() - 1);
   }
 
   void CloseSection(std::string_view name, std::size_t tagBegin) {
@@ -353,10 +364,10 @@ class Compiler {
       return;  // an unknown partial renders as empty text
     }
     auto const body = static_cast<std::uint32_t>(found - program_.bodies.begin());
-    Instruction partial{Op::Partial, line.standalone, body, static_cast<std::uint32_t>(program_.pool.size()), 0};
+    Instruction partial{Op::Partial, line.standalone, body, static_cast<std::uint32_t>(Own().pool.size()), 0};
     if (line.standalone) {
       std::string_view const indentation = source_.substr(line.begin, tagBegin - line.begin);
-      program_.pool += indentation;
+      Own().pool += indentation;
       partial.third = static_cast<std::uint32_t>(indentation.size());
     }
     Emit(partial);
@@ -404,7 +415,6 @@ Program Compile(std::string_view text, Escape escape, Partials const& partials) 
     program.bodies[body++].partial = partial.first;
   }
   Compiler(program, 0, text).Run();
-  program.textSize = program.pool.size();
   body = 1;
   for (auto const& partial : partials) {
     Compiler(program, body++, partial.second).Run();

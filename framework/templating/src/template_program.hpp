@@ -14,7 +14,7 @@
 namespace orv::templating::detail {
 
 enum class Op : std::uint8_t {
-  Text,      // append text [first, first + second) of the pool
+  Text,      // append text [first, first + second) of the body's pool
   Indent,    // append the current partial indentation (a line start inside a partial)
   Escaped,   // {{name}}: name `first`
   Raw,       // {{{name}}} or {{&name}}: name `first`
@@ -40,20 +40,21 @@ struct Name {
   std::uint32_t column = 0;
 };
 
-// The instructions of the template itself or of one partial. Sections are
-// inline: a section's body is the run of instructions after it, up to the
-// index it holds.
+// The instructions of the template itself or of one partial, with the text
+// and the names they refer to. Sections are inline: a section's body is the
+// run of instructions after it, up to the index it holds. Every offset and
+// index stays within one body, whose source is at most kMaxTemplateSize
+// bytes, so 32 bits hold them whatever the number of partials.
 struct Body {
   std::string partial;  // empty for the template itself
   std::vector<Instruction> code;
+  std::string pool;         // every piece of static text and indentation
+  std::vector<Name> names;  // referred to by index
 };
 
 struct Program {
   Escape escape = Escape::Html;
-  std::string pool;          // every piece of static text and indentation
-  std::vector<Name> names;   // referred to by index
   std::vector<Body> bodies;  // [0] the template, then the partials by name
-  std::size_t textSize = 0;  // bytes of static text of the template itself, to size the output
 };
 
 // Compiles `text` and `partials` into a program; throws SyntaxError.

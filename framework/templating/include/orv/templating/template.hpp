@@ -18,6 +18,11 @@ namespace detail {
 struct Program;
 }  // namespace detail
 
+// The longest template text, and the longest text of each partial: 1 MiB.
+inline constexpr std::size_t kMaxTemplateSize = std::size_t{1} << 20;
+// The deepest nesting of sections within the template or within one partial.
+inline constexpr std::size_t kMaxSectionDepth = 100;
+
 // Partials by name, as {{>name}} refers to them.
 using Partials = std::map<std::string, std::string>;
 
@@ -55,8 +60,9 @@ class ORV_TEMPLATING_API Template {
   // Compiles `text` and every partial of `partials` (also those it never uses),
   // each partial starting with the default delimiters. A partial that is not
   // in `partials` renders as empty text. Throws SyntaxError on the first
-  // unclosed or mismatched section, unclosed tag, empty or malformed tag name
-  // or bad delimiter change.
+  // unclosed or mismatched section, unclosed tag, empty or malformed tag name,
+  // bad delimiter change, text longer than kMaxTemplateSize or section nested
+  // deeper than kMaxSectionDepth.
   explicit Template(std::string_view text, Escape escape = Escape::Html, Partials const& partials = {});
 
   // Renders the template over `data` (the whole template data or any
