@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "template_program.hpp"
@@ -77,10 +78,13 @@ class Locator {
   std::size_t column_ = 1;
 };
 
+// Numbers the first segments of names across the template and its partials.
+using Keys = std::unordered_map<std::string, std::uint32_t>;
+
 class Compiler {
  public:
-  Compiler(Program& program, std::uint32_t body, std::string_view source)
-      : program_(program), body_(body), source_(source), locate_(source) {}
+  Compiler(Program& program, Keys& keys, std::uint32_t body, std::string_view source)
+      : program_(program), keys_(keys), body_(body), source_(source), locate_(source) {}
 
   void Run() {
     if (source_.size() > kMaxTemplateSize) {
@@ -329,7 +333,14 @@ class Compiler {
         }
         begin = dot + 1;
       }
+      auto const key = keys_.try_emplace(name.segments.front(), static_cast<std::uint32_t>(keys_.size())).first;
+      name.key = key->second;
     }
+    return Add(std::move(name), tagBegin);
+  }
+
+  // Adds `name`, placed at the tag at `tagBegin`, to the body's names.
+  std::uint32_t Add(Name name, std::size_t tagBegin) {
     Locator::Position const position = locate_(tagBegin);
     name.line = static_cast<std::uint32_t>(position.line);
     name.column = static_cast<std::uint32_t>(position.column);
@@ -361,7 +372,11 @@ class Compiler {
     auto const found = std::lower_bound(partials, program_.bodies.end(), name,
                                         [](Body const& body, std::string_view key) { return body.partial < key; });
     if (found == program_.bodies.end() || found->partial != name) {
-      return;  // an unknown partial renders as empty text
+      // Renders as empty text; kept so that the check can name it.
+      Name missing;
+      missing.text = name;
+      Emit({Op::NoPartial, line.standalone, Add(std::move(missing), tagBegin)});
+      return;
     }
     auto const body = static_cast<std::uint32_t>(found - program_.bodies.begin());
     Instruction partial{Op::Partial, line.standalone, body, static_cast<std::uint32_t>(Own().pool.size()), 0};
@@ -394,6 +409,7 @@ class Compiler {
   }
 
   Program& program_;
+  Keys& keys_;
   std::uint32_t body_;
   std::string_view source_;
   Locator locate_;
@@ -414,11 +430,13 @@ Program Compile(std::string_view text, Escape escape, Partials const& partials) 
   for (auto const& partial : partials) {
     program.bodies[body++].partial = partial.first;
   }
-  Compiler(program, 0, text).Run();
+  Keys keys;
+  Compiler(program, keys, 0, text).Run();
   body = 1;
   for (auto const& partial : partials) {
-    Compiler(program, body++, partial.second).Run();
+    Compiler(program, keys, body++, partial.second).Run();
   }
+  program.keyCount = static_cast<std::uint32_t>(keys.size());
   return program;
 }
 

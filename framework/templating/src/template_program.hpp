@@ -14,13 +14,14 @@
 namespace orv::templating::detail {
 
 enum class Op : std::uint8_t {
-  Text,      // append text [first, first + second) of the body's pool
-  Indent,    // append the current partial indentation (a line start inside a partial)
-  Escaped,   // {{name}}: name `first`
-  Raw,       // {{{name}}} or {{&name}}: name `first`
-  Section,   // {{#name}}: name `first`, body up to instruction `second`
-  Inverted,  // {{^name}}: name `first`, body up to instruction `second`
-  Partial,   // {{>name}}: body `first`, indentation [second, second + third) of the pool
+  Text,       // append text [first, first + second) of the body's pool
+  Indent,     // append the current partial indentation (a line start inside a partial)
+  Escaped,    // {{name}}: name `first`
+  Raw,        // {{{name}}} or {{&name}}: name `first`
+  Section,    // {{#name}}: name `first`, body up to instruction `second`
+  Inverted,   // {{^name}}: name `first`, body up to instruction `second`
+  Partial,    // {{>name}}: body `first`, indentation [second, second + third) of the pool
+  NoPartial,  // {{>name}} of a partial that was not given: renders nothing; name `first`
 };
 
 struct Instruction {
@@ -36,6 +37,7 @@ struct Instruction {
 struct Name {
   std::string text;
   std::vector<std::string> segments;
+  std::uint32_t key = 0;  // the first segment's number among the program's first segments
   std::uint32_t line = 0;
   std::uint32_t column = 0;
 };
@@ -54,13 +56,11 @@ struct Body {
 
 struct Program {
   Escape escape = Escape::Html;
-  std::vector<Body> bodies;  // [0] the template, then the partials by name
+  std::vector<Body> bodies;    // [0] the template, then the partials by name
+  std::uint32_t keyCount = 0;  // distinct first segments of all names
 };
 
 // Compiles `text` and `partials` into a program; throws SyntaxError.
 Program Compile(std::string_view text, Escape escape, Partials const& partials);
-
-// The deepest nesting of partials that rendering follows.
-inline constexpr unsigned kMaxPartialDepth = 256;
 
 }  // namespace orv::templating::detail
