@@ -313,11 +313,33 @@ void SaveEvent(templating::serialize::archive::output::Data& archive, Event cons
 }  // namespace orv::meta::data
 
 namespace orv::action {
+namespace {
+
+// Throws std::length_error when a tracked object of `objects`, or of their
+// meta data, lies deeper than kMaxTrackedObjectDepth; `level` is the level
+// of the tracked objects of `objects`. Recurses no deeper than the limit.
+void CheckNesting(meta::data::Objects const& objects, std::size_t level) {
+  for (auto const& object : objects) {
+    if (object->GetTypeNameId() != orv::object::TypeIdOf<meta::data::TrackedObject>) {
+      continue;
+    }
+    auto const& tracked = object->As<meta::data::TrackedObject>();
+    if (level > kMaxTrackedObjectDepth) {
+      throw std::length_error("tracked object " + std::to_string(tracked.GetId()) + " lies " + std::to_string(level) +
+                              " levels deep in the event; tracked objects nest at most " +
+                              std::to_string(kMaxTrackedObjectDepth) + " levels deep");
+    }
+    CheckNesting(tracked.GetMeta(), level + 1);
+  }
+}
+
+}  // namespace
 
 mstch::map SerializeEvent(std::shared_ptr<meta::data::Event const> const& event) {
   if (!event) {
     throw std::invalid_argument("SerializeEvent needs an event, not an empty pointer");
   }
+  CheckNesting(event->GetObjects(), 1);
   mstch::map result;
   {
     templating::serialize::archive::output::Data archive(result);

@@ -490,6 +490,62 @@ TEST(TrackedObject, NestsTwoHundredDeep) {
   EXPECT_TRUE(SameTree(Map({{"Object", Array({Node(std::move(expected))})}}), Groups({chain})));
 }
 
+// A chain of tracked objects 1, 2, ... `depth`, each in the meta data of the
+// one before; the innermost carries a speed.
+std::shared_ptr<data::TrackedObject const> Chain(std::uint32_t depth) {
+  std::shared_ptr<data::TrackedObject const> chain =
+      Tracked(depth, 1, 1, {std::make_shared<data::object::Speed>(9.0F)});
+  for (std::uint32_t id = depth - 1; id >= 1; --id) {
+    chain = Tracked(id, 1, 1, {chain});
+  }
+  return chain;
+}
+
+std::string LengthError(std::shared_ptr<data::Event const> const& event) {
+  try {
+    SerializeEvent(event);
+  } catch (std::length_error const& error) {
+    return error.what();
+  }
+  return "no exception";
+}
+
+TEST_F(SerializeEventTest, TrackedObjectsNestThirtyTwoDeep) {
+  EXPECT_EQ(kMaxTrackedObjectDepth, 32U);
+  mstch::map const result = SerializeEvent(MakeEvent("motion", {Chain(32)}));
+  // Down the "Object" groups to the innermost object's speed.
+  mstch::map const* level = &boost::get<mstch::map>(result.at("the_event"));
+  for (std::uint32_t id = 1; id <= 32; ++id) {
+    mstch::array const& objects = boost::get<mstch::array>(level->at("Object"));
+    ASSERT_EQ(objects.size(), 1U);
+    level = &boost::get<mstch::map>(objects.front());
+    EXPECT_EQ(boost::get<std::string>(level->at("id")), std::to_string(id));
+  }
+  EXPECT_EQ(level->count("Object"), 0U);
+  EXPECT_EQ(level->count("Speed"), 1U);
+}
+
+TEST_F(SerializeEventTest, TrackedObjectsNestedDeeperAreRefused) {
+  EXPECT_EQ(LengthError(MakeEvent("motion", {Chain(33)})),
+            "tracked object 33 lies 33 levels deep in the event; tracked objects nest at most 32 levels deep");
+  // The first object too deep is named, wherever it lies among the others.
+  auto const shallow = Tracked(100, 1, 1, {Chain(20)});
+  auto const deep = Tracked(200, 1, 1, {Tracked(201, 1, 1, {}), Chain(40)});
+  EXPECT_EQ(LengthError(MakeEvent("motion", {std::make_shared<data::object::Area>(1.0F), shallow, deep})),
+            "tracked object 32 lies 33 levels deep in the event; tracked objects nest at most 32 levels deep");
+}
+
+// Building, and later destroying, template data 10,000 objects deep would
+// overflow the stack; the depth is checked before anything is built, so a
+// record that would fail to build earlier does not get the chance.
+TEST_F(SerializeEventTest, TenThousandNestedObjectsAreRefusedBeforeBuilding) {
+  using Segment = data::SegmentedColourSignature::Segment;
+  auto const badSegment = std::make_shared<data::SegmentedColourSignature>(
+      std::map<Segment, data::ColourSignature>{{static_cast<Segment>(-7), data::ColourSignature({})}});
+  EXPECT_EQ(LengthError(MakeEvent("motion", {badSegment, Chain(10000)})),
+            "tracked object 33 lies 33 levels deep in the event; tracked objects nest at most 32 levels deep");
+}
+
 TEST_F(SerializeEventTest, TenThousandObjects) {
   Objects objects;
   for (std::uint32_t id = 0; id < 10000; ++id) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <mstch/mstch.hpp>
 #include <vector>
@@ -11,10 +12,17 @@
 
 namespace orv::action {
 
+// The deepest that tracked objects nest in the template data of one event:
+// a tracked object of the event lies at level 1, one in its meta data at 2.
+inline constexpr std::size_t kMaxTrackedObjectDepth = 32;
+
 // The template data of `event`: a map with the single key "the_event", which
 // holds the event's header, "id", "name", "type", "start", "end", "host",
 // "ip" and one array per kind of record the event carries (see
 // docs/template-data.md). The host name and address are looked up afresh.
+// Throws std::length_error naming the limit, before building anything, when
+// tracked objects nest deeper than kMaxTrackedObjectDepth (a deeper tree
+// would take more stack to build and to destroy than a thread may have).
 // Exceptions of the writers pass through and no partial data is returned;
 // an empty pointer throws std::invalid_argument.
 ORV_ACTION_API mstch::map SerializeEvent(std::shared_ptr<meta::data::Event const> const& event);
@@ -38,7 +46,8 @@ namespace orv::templating::serialize::archive::output {
 // array per kind present, under its fixed key, in a fixed order of kinds;
 // within a kind, in the order of `objects`. Kinds without a key are skipped.
 // Tracked objects write the groups of their own records inside their element,
-// to any depth. Every pointer must be set.
+// to any depth, recursing once per level: SerializeEvent bounds the depth.
+// Every pointer must be set.
 ORV_ACTION_API void Save(Data& archive, std::vector<std::shared_ptr<object::Object const>> const& objects);
 
 }  // namespace orv::templating::serialize::archive::output
