@@ -35,11 +35,11 @@ std::size_t StepLimit(std::size_t maxRenderedSize) {
 StepBudget::StepBudget(std::size_t maxRenderedSize, char const* walk)
     : limit_(StepLimit(maxRenderedSize)), walk_(walk) {}
 
-static_assert(kMaxStepsPerRenderedByte == 64 && kMinStepBudgetBytes == 64 << 10, "the message below names both");
+static_assert(kMaxStepsPerRenderedByte == 64 && kMinStepBudgetBytes == 16 << 10, "the message below names both");
 
 void StepBudget::Throw() const {
   throw std::length_error(std::string(walk_) + " stopped after " + std::to_string(limit_) +
-                          " steps, the most allowed (64 per byte of the rendering limit, at least 64 KiB): "
+                          " steps, the most allowed (64 per byte of the rendering limit, at least 16 KiB): "
                           "sections over lists repeat their bodies too often for this data");
 }
 

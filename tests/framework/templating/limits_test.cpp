@@ -141,23 +141,24 @@ TEST(RenderedSize, CountsIndentation) {
 // Thirty sections over a list of two elements would repeat the innermost
 // body 2^30 times while writing nothing.
 TEST(Steps, StopSectionsThatRepeatForYears) {
+  EXPECT_EQ(kMinStepBudgetBytes, 16384U);
   mstch::map const data{{"a", mstch::array{Text("1"), Text("2")}}};
   Template const compiled(Repeat("{{#a}}", 30) + Repeat("{{/a}}", 30));
+  // A limit below 16 KiB counts as 16 KiB: 64 steps per byte of it.
   EXPECT_EQ(LengthError([&] { compiled.Render(data, 0); }),
-            "rendering stopped after 4194304 steps, the most allowed (64 per byte of the rendering limit, at least "
-            "64 KiB): sections over lists repeat their bodies too often for this data");
+            "rendering stopped after 1048576 steps, the most allowed (64 per byte of the rendering limit, at least "
+            "16 KiB): sections over lists repeat their bodies too often for this data");
   EXPECT_EQ(LengthError([&] { compiled.WithMaxRenderedSize(1000).FindMissingNames(data); }),
-            "checking stopped after 4194304 steps, the most allowed (64 per byte of the rendering limit, at least "
-            "64 KiB): sections over lists repeat their bodies too often for this data");
-  // A limit above 64 KiB gives 64 steps per byte.
-  EXPECT_EQ(LengthError([&] { compiled.Render(data, 100000); }),
-            "rendering stopped after 6400000 steps, the most allowed (64 per byte of the rendering limit, at least "
-            "64 KiB): sections over lists repeat their bodies too often for this data");
+            "checking stopped after 1048576 steps, the most allowed (64 per byte of the rendering limit, at least "
+            "16 KiB): sections over lists repeat their bodies too often for this data");
+  EXPECT_EQ(LengthError([&] { compiled.Render(data, 20000); }),
+            "rendering stopped after 1280000 steps, the most allowed (64 per byte of the rendering limit, at least "
+            "16 KiB): sections over lists repeat their bodies too often for this data");
 }
 
 TEST(Steps, AllowLongListsWithLittleText) {
-  // 50,000 elements of a few steps each under a limit of 10 bytes.
-  mstch::array list(50000, mstch::map{{"ok", false}});
+  // About 100,000 steps for 25,000 elements under a limit of 10 bytes.
+  mstch::array list(25000, mstch::map{{"ok", false}});
   EXPECT_EQ(Template("{{#list}}{{#ok}}x{{/ok}}{{^ok}}{{/ok}}{{/list}}done").Render(mstch::map{{"list", list}}, 10),
             "done");
 }

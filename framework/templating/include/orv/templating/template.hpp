@@ -32,7 +32,7 @@ inline constexpr std::size_t kDefaultMaxRenderedSize = std::size_t{1} << 20;
 // limit, counting a limit below kMinStepBudgetBytes as that: sections nested
 // over lists that would repeat their bodies for years stop instead.
 inline constexpr std::size_t kMaxStepsPerRenderedByte = 64;
-inline constexpr std::size_t kMinStepBudgetBytes = std::size_t{64} << 10;
+inline constexpr std::size_t kMinStepBudgetBytes = std::size_t{16} << 10;
 
 // Partials by name, as {{>name}} refers to them.
 using Partials = std::map<std::string, std::string>;
