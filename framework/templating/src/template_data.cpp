@@ -22,8 +22,6 @@ void ThrowUnsupported(Body const& body, Name const& name, Value value) {
 
 namespace {
 
-// A low rendering limit (a text message, say) still allows loops over the
-// lists of a large event.
 std::size_t StepLimit(std::size_t maxRenderedSize) {
   std::size_t const bytes = std::max(maxRenderedSize, kMinStepBudgetBytes);
   std::size_t const most = std::numeric_limits<std::size_t>::max();

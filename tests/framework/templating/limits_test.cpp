@@ -5,6 +5,7 @@
 #include <pthread.h>
 
 #include <functional>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -96,8 +97,9 @@ TEST(RenderedSize, IsSetPerCall) {
             "the rendered text would be longer than 5 bytes, the limit of one rendering");
   // The call's limit replaces the template's, also when it is larger.
   EXPECT_EQ(compiled.WithMaxRenderedSize(1).Render(data, 6), "abcdef");
-  // Zero allows the empty text only.
+  // Zero allows the empty text only; the largest size, any text.
   EXPECT_EQ(Template("{{#a}}{{/a}}").Render(data, 0), "");
+  EXPECT_EQ(compiled.Render(data, std::numeric_limits<std::size_t>::max()), "abcdef");
 }
 
 TEST(RenderedSize, CountsWhatRenderToAppends) {

@@ -32,6 +32,8 @@ inline constexpr std::size_t kDefaultMaxRenderedSize = std::size_t{1} << 20;
 // limit, counting a limit below kMinStepBudgetBytes as that: sections nested
 // over lists that would repeat their bodies for years stop instead.
 inline constexpr std::size_t kMaxStepsPerRenderedByte = 64;
+// The smallest rendering limit that the steps are counted for: a small limit
+// (a text message) still allows loops over the records of a large event.
 inline constexpr std::size_t kMinStepBudgetBytes = std::size_t{16} << 10;
 
 // Partials by name, as {{>name}} refers to them.
