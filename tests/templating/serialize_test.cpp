@@ -490,22 +490,55 @@ TEST(TrackedObject, NestsTwoHundredDeep) {
   EXPECT_TRUE(SameTree(Map({{"Object", Array({Node(std::move(expected))})}}), Groups({chain})));
 }
 
+// A chain of tracked objects 1, 2, ... `depth`, each in the meta data of the
+// one before; the innermost carries a speed.
+std::shared_ptr<data::TrackedObject const> Chain(std::uint32_t depth) {
+  std::shared_ptr<data::TrackedObject const> chain =
+      Tracked(depth, 1, 1, {std::make_shared<data::object::Speed>(9.0F)});
+  for (std::uint32_t id = depth - 1; id >= 1; --id) {
+    chain = Tracked(id, 1, 1, {chain});
+  }
+  return chain;
+}
+
+// Tracked objects nest as deep as the data goes: no level is cut off.
+TEST_F(SerializeEventTest, TrackedObjectsNestAsDeepAsTheDataGoes) {
+  constexpr std::uint32_t kDepth = 300;
+  mstch::map const result = SerializeEvent(MakeEvent("motion", {Chain(kDepth)}));
+  // Down the "Object" groups to the innermost object's speed.
+  mstch::map const* level = &boost::get<mstch::map>(result.at("the_event"));
+  for (std::uint32_t id = 1; id <= kDepth; ++id) {
+    mstch::array const& objects = boost::get<mstch::array>(level->at("Object"));
+    ASSERT_EQ(objects.size(), 1U);
+    level = &boost::get<mstch::map>(objects.front());
+    ASSERT_EQ(boost::get<std::string>(level->at("id")), std::to_string(id));
+  }
+  EXPECT_EQ(level->count("Object"), 0U);
+  EXPECT_EQ(level->count("Speed"), 1U);
+}
+
 TEST_F(SerializeEventTest, TenThousandObjects) {
   Objects objects;
   for (std::uint32_t id = 0; id < 10000; ++id) {
     objects.push_back(Tracked(id, static_cast<unsigned short>(id % 65536), 7,
                               {std::make_shared<data::object::Speed>(static_cast<float>(id) / 4)}));
   }
+  // Built and compared by moving: a copy of a node copies its whole tree
+  // (a growing vector of nodes copies every element).
   mstch::array expected;
+  expected.reserve(10000);
   for (std::uint32_t id = 0; id < 10000; ++id) {
     std::ostringstream speed;
     speed << static_cast<double>(static_cast<float>(id) / 4);
-    expected.push_back(Node(ExpectedTracked(
+    expected.emplace_back(ExpectedTracked(
         id, std::to_string(id).c_str(), "7",
-        {{"Speed", Array({Node(WithHeader("orv.meta.data.object.Speed", {{"value", Text(speed.str())}}))})}})));
+        {{"Speed", Array({Node(WithHeader("orv.meta.data.object.Speed", {{"value", Text(speed.str())}}))})}}));
   }
-  mstch::map const result = SerializeEvent(MakeEvent("motion", std::move(objects)));
-  EXPECT_TRUE(SameTree(ExpectedEvent({{"Object", expected}}), result));
+  mstch::map event = ExpectedEvent({});
+  boost::get<mstch::map>(event.at("the_event")).emplace("Object", std::move(expected));
+  mstch::node const expectedTree(std::move(event));
+  mstch::node const result(SerializeEvent(MakeEvent("motion", std::move(objects))));
+  EXPECT_TRUE(SameTree(expectedTree, result));
 }
 
 TEST_F(SerializeEventTest, ThreadsSerialiseTheSameEventAlike) {

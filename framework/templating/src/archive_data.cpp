@@ -17,7 +17,9 @@ Data::~Data() = default;
 void Data::SetNextName(char const* name) { nextName_.assign(name); }
 
 std::string Data::GetNextName() {
-  std::string name = std::move(nextName_);
+  // A copy, not the pending name's own buffer: that may have grown for a
+  // longer name, and every key of the tree would keep the excess.
+  std::string name(nextName_);
   nextName_.clear();
   return name;
 }

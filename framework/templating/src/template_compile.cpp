@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "template_program.hpp"
@@ -40,7 +42,8 @@ enum class Tag { Escaped, Triple, Ampersand, Section, Inverted, Close, Comment, 
 bool MayStandAlone(Tag tag) { return tag != Tag::Escaped && tag != Tag::Triple && tag != Tag::Ampersand; }
 
 // Turns source offsets into lines and columns. Offsets mostly grow while a
-// source is compiled, so it walks on from the last one.
+// source is compiled, so it walks on from the last one, counting the column
+// as it goes: a line with many tags is read once, not once per tag.
 class Locator {
  public:
   explicit Locator(std::string_view source) : source_(source) {}
@@ -54,35 +57,40 @@ class Locator {
     if (offset < offset_) {
       offset_ = 0;
       line_ = 1;
-      lineBegin_ = 0;
+      column_ = 1;
     }
     for (; offset_ < offset; ++offset_) {
-      if (source_[offset_] == '\n') {
+      auto const byte = static_cast<unsigned char>(source_[offset_]);
+      if (byte == '\n') {
         ++line_;
-        lineBegin_ = offset_ + 1;
+        column_ = 1;
+      } else if ((byte & 0xC0U) != 0x80U) {
+        ++column_;  // UTF-8 continuation bytes belong to the character before them
       }
     }
-    std::size_t column = 1;
-    for (std::size_t i = lineBegin_; i < offset; ++i) {
-      // UTF-8 continuation bytes belong to the character before them.
-      column += (static_cast<unsigned char>(source_[i]) & 0xC0U) != 0x80U ? 1 : 0;
-    }
-    return {line_, column};
+    return {line_, column_};
   }
 
  private:
   std::string_view source_;
   std::size_t offset_ = 0;
   std::size_t line_ = 1;
-  std::size_t lineBegin_ = 0;
+  std::size_t column_ = 1;
 };
+
+// Numbers the first segments of names across the template and its partials.
+using Keys = std::unordered_map<std::string, std::uint32_t>;
 
 class Compiler {
  public:
-  Compiler(Program& program, std::uint32_t body, std::string_view source)
-      : program_(program), body_(body), source_(source), locate_(source) {}
+  Compiler(Program& program, Keys& keys, std::uint32_t body, std::string_view source)
+      : program_(program), keys_(keys), body_(body), source_(source), locate_(source) {}
 
   void Run() {
+    if (source_.size() > kMaxTemplateSize) {
+      Fail(kMaxTemplateSize, "the text is " + std::to_string(source_.size()) + " bytes long; at most " +
+                                 std::to_string(kMaxTemplateSize) + " bytes (1 MiB) are allowed");
+    }
     std::size_t textBegin = 0;
     std::size_t position = 0;
     while (true) {
@@ -218,7 +226,12 @@ class Compiler {
       case Tag::Section:
       case Tag::Inverted: {
         std::uint32_t const name = AddName(content, contentBegin, tagBegin, closer);
-        openSections_.push_back({Code().size(), program_.names[name].text, tagBegin});
+        if (openSections_.size() == kMaxSectionDepth) {
+          Fail(tagBegin, "section " + Quoted(Own().names[name].text) + " would open level " +
+                             std::to_string(kMaxSectionDepth + 1) + "; sections nest at most " +
+                             std::to_string(kMaxSectionDepth) + " levels deep");
+        }
+        openSections_.push_back({Code().size(), Own().names[name].text, tagBegin});
         Emit({text.tag == Tag::Section ? Op::Section : Op::Inverted, false, name});
         break;
       }
@@ -242,7 +255,8 @@ class Compiler {
     std::size_t offset;
   };
 
-  std::vector<Instruction>& Code() { return program_.bodies[body_].code; }
+  Body& Own() { return program_.bodies[body_]; }
+  std::vector<Instruction>& Code() { return Own().code; }
 
   bool IsLineStart(std::size_t offset) const { return offset == 0 || source_[offset - 1] == '\n'; }
 
@@ -264,8 +278,9 @@ class Compiler {
         if (IsLineStart(begin)) {
           Emit({Op::Indent});
         }
-        std::size_t const newline = source_.find('\n', begin);
-        lineEnd = newline < end ? newline + 1 : end;
+        // Only up to `end`: a long line of tags must not be searched again for every tag.
+        std::size_t const newline = source_.substr(begin, end - begin).find('\n');
+        lineEnd = newline != std::string_view::npos ? begin + newline + 1 : end;
       }
       AppendText(source_.substr(begin, lineEnd - begin));
       begin = lineEnd;
@@ -274,7 +289,7 @@ class Compiler {
 
   // Text right after text (around a comment, say) joins the same instruction.
   void AppendText(std::string_view text) {
-    std::string& pool = program_.pool;
+    std::string& pool = Own().pool;
     if (textOpen_ && Code().back().first + Code().back().second == pool.size()) {
       Code().back().second += static_cast<std::uint32_t>(text.size());
     } else {
@@ -318,12 +333,19 @@ class Compiler {
         }
         begin = dot + 1;
       }
+      auto const key = keys_.try_emplace(name.segments.front(), static_cast<std::uint32_t>(keys_.size())).first;
+      name.key = key->second;
     }
+    return Add(std::move(name), tagBegin);
+  }
+
+  // Adds `name`, placed at the tag at `tagBegin`, to the body's names.
+  std::uint32_t Add(Name name, std::size_t tagBegin) {
     Locator::Position const position = locate_(tagBegin);
     name.line = static_cast<std::uint32_t>(position.line);
     name.column = static_cast<std::uint32_t>(position.column);
-    program_.names.push_back(std::move(name));
-    return static_cast<std::uint32_t>(program_.names.size() - 1);
+    Own().names.push_back(std::move(name));
+    return static_cast<std::uint32_t>(Own().names.size() - 1);
   }
 
   void CloseSection(std::string_view name, std::size_t tagBegin) {
@@ -345,20 +367,22 @@ class Compiler {
   }
 
   void AddPartial(std::string_view name, Line const& line, std::size_t tagBegin) {
-    std::uint32_t body = 0;
-    for (std::uint32_t i = 1; i < program_.bodies.size(); ++i) {
-      if (program_.bodies[i].partial == name) {
-        body = i;
-        break;
-      }
+    // The partials' bodies follow the template's in name order.
+    auto const partials = program_.bodies.begin() + 1;
+    auto const found = std::lower_bound(partials, program_.bodies.end(), name,
+                                        [](Body const& body, std::string_view key) { return body.partial < key; });
+    if (found == program_.bodies.end() || found->partial != name) {
+      // Renders as empty text; kept so that the check can name it.
+      Name missing;
+      missing.text = name;
+      Emit({Op::NoPartial, line.standalone, Add(std::move(missing), tagBegin)});
+      return;
     }
-    if (body == 0) {
-      return;  // an unknown partial renders as empty text
-    }
-    Instruction partial{Op::Partial, line.standalone, body, static_cast<std::uint32_t>(program_.pool.size()), 0};
+    auto const body = static_cast<std::uint32_t>(found - program_.bodies.begin());
+    Instruction partial{Op::Partial, line.standalone, body, static_cast<std::uint32_t>(Own().pool.size()), 0};
     if (line.standalone) {
       std::string_view const indentation = source_.substr(line.begin, tagBegin - line.begin);
-      program_.pool += indentation;
+      Own().pool += indentation;
       partial.third = static_cast<std::uint32_t>(indentation.size());
     }
     Emit(partial);
@@ -385,6 +409,7 @@ class Compiler {
   }
 
   Program& program_;
+  Keys& keys_;
   std::uint32_t body_;
   std::string_view source_;
   Locator locate_;
@@ -405,12 +430,13 @@ Program Compile(std::string_view text, Escape escape, Partials const& partials) 
   for (auto const& partial : partials) {
     program.bodies[body++].partial = partial.first;
   }
-  Compiler(program, 0, text).Run();
-  program.textSize = program.pool.size();
+  Keys keys;
+  Compiler(program, keys, 0, text).Run();
   body = 1;
   for (auto const& partial : partials) {
-    Compiler(program, body++, partial.second).Run();
+    Compiler(program, keys, body++, partial.second).Run();
   }
+  program.keyCount = static_cast<std::uint32_t>(keys.size());
   return program;
 }
 

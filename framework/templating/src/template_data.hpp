@@ -1,7 +1,7 @@
 #pragma once
 
 // Reading template data the way rendering and the missing-names check both
-// need it: the context stack, name look-up and truthiness.
+// need it: values, truthiness and the bound on the work of one walk.
 
 #include <cstddef>
 #include <mstch/mstch.hpp>
@@ -25,41 +25,6 @@ struct Value {
   // The alternative of the node; kMap for a bare map, kNull when nothing was found.
   int Which() const noexcept { return node != nullptr ? node->which() : map != nullptr ? kMap : kNull; }
 };
-
-// One level of the context stack. Frames live on the C++ stack of the
-// recursion that renders the sections, so the stack costs no allocation.
-struct Frame {
-  Value value;
-  Frame const* parent;
-};
-
-// Resolves `name` as mustache does: the first segment in the innermost
-// context that is a map holding it, each further segment inside the value
-// found so far (no going back up the stack). Empty when the data lacks it.
-inline Value Find(Name const& name, Frame const* top) noexcept {
-  if (name.segments.empty()) {
-    return top->value;
-  }
-  mstch::node const* found = nullptr;
-  for (Frame const* frame = top; frame != nullptr; frame = frame->parent) {
-    if (mstch::map const* const map = frame->value.map) {
-      auto const entry = map->find(name.segments.front());
-      if (entry != map->end()) {
-        found = &entry->second;
-        break;
-      }
-    }
-  }
-  for (std::size_t i = 1; found != nullptr && i < name.segments.size(); ++i) {
-    auto const* map = boost::get<mstch::map>(found);
-    if (map == nullptr) {
-      return {};
-    }
-    auto const entry = map->find(name.segments[i]);
-    found = entry != map->end() ? &entry->second : nullptr;
-  }
-  return found != nullptr ? Value::Of(*found) : Value{};
-}
 
 // Throws std::invalid_argument naming the tag whose value is a lambda or a
 // shared object.
@@ -91,5 +56,26 @@ inline bool IsTruthy(Body const& body, Name const& name, Value value) {
       ThrowUnsupported(body, name, value);
   }
 }
+
+// Counts the steps of one rendering or check against the budget that
+// kMaxStepsPerRenderedByte gives `maxRenderedSize`.
+class StepBudget {
+ public:
+  // `walk` names what is counted in the message: "rendering" or "checking".
+  StepBudget(std::size_t maxRenderedSize, char const* walk);
+
+  void Take() {
+    if (++taken_ > limit_) {
+      Throw();
+    }
+  }
+
+ private:
+  [[noreturn]] void Throw() const;
+
+  std::size_t limit_;
+  char const* walk_;
+  std::size_t taken_ = 0;
+};
 
 }  // namespace orv::templating::detail

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <mstch/mstch.hpp>
 #include <vector>
@@ -15,6 +16,11 @@ namespace orv::action {
 // holds the event's header, "id", "name", "type", "start", "end", "host",
 // "ip" and one array per kind of record the event carries (see
 // docs/template-data.md). The host name and address are looked up afresh.
+// Tracked objects nest as deep as the data goes. Building the data, and later
+// destroying it (as destroying the event's own records), recurses once per
+// level of nesting, so an event nested thousands of levels deep can exhaust a
+// thread's stack: a host that takes events from untrusted input bounds their
+// nesting first, as orv-action does (32 levels).
 // Exceptions of the writers pass through and no partial data is returned;
 // an empty pointer throws std::invalid_argument.
 ORV_ACTION_API mstch::map SerializeEvent(std::shared_ptr<meta::data::Event const> const& event);
@@ -38,7 +44,8 @@ namespace orv::templating::serialize::archive::output {
 // array per kind present, under its fixed key, in a fixed order of kinds;
 // within a kind, in the order of `objects`. Kinds without a key are skipped.
 // Tracked objects write the groups of their own records inside their element,
-// to any depth. Every pointer must be set.
+// to any depth, recursing once per level.
+// Every pointer must be set.
 ORV_ACTION_API void Save(Data& archive, std::vector<std::shared_ptr<object::Object const>> const& objects);
 
 }  // namespace orv::templating::serialize::archive::output

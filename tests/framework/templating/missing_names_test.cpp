@@ -61,6 +61,31 @@ TEST(MissingNames, RecursivePartialsEnd) {
   EXPECT_EQ(compiled.FindMissingNames(mstch::map{}), (Missing{{"x", "p", 1, 1}, {"y", "p", 1, 19}}));
 }
 
+TEST(MissingNames, PartialsThatWereNotGiven) {
+  Template const compiled("a {{>head}}\n  {{>nowhere}}\n{{#list}}{{>gone}}{{/list}}{{>p}}", Escape::Html,
+                          {{"head", "{{>p}}"}, {"p", "{{x}}\n {{>nowhere}}"}});
+  mstch::map const data{{"list", mstch::array{}}, {"x", Text("1")}};
+  // Reported wherever they stand, since no data can provide them, each tag once.
+  EXPECT_EQ(compiled.FindMissingNames(data), (Missing{
+                                                 {"nowhere", "", 2, 3, true},
+                                                 {"gone", "", 3, 10, true},
+                                                 {"nowhere", "p", 2, 2, true},
+                                             }));
+  // and they render as nothing, their standalone lines included.
+  EXPECT_EQ(compiled.Render(data), "a 1\n\n1\n");
+  EXPECT_EQ(Template("{{>p}}").FindMissingNames(mstch::map{}), (Missing{{"p", "", 1, 1, true}}));
+}
+
+TEST(MissingNames, NamesAndPartialsInTheOrderOfTheText) {
+  Template const compiled("{{a}}{{>b}}{{c}}\n{{=<% %>=}}<%>d%>");
+  EXPECT_EQ(compiled.FindMissingNames(mstch::map{}), (Missing{
+                                                         {"a", "", 1, 1, false},
+                                                         {"b", "", 1, 6, true},
+                                                         {"c", "", 1, 12, false},
+                                                         {"d", "", 2, 12, true},
+                                                     }));
+}
+
 TEST(MissingNames, LambdasAreErrors) {
   mstch::map const data{{"fn", mstch::lambda{[]() -> mstch::node { return Text("x"); }}}};
   EXPECT_THROW(Template("{{fn}}").FindMissingNames(data), std::invalid_argument);

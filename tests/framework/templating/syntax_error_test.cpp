@@ -98,6 +98,29 @@ TEST(SyntaxError, ColumnsCountCharactersNotBytes) {
               1, 4);
 }
 
+TEST(SyntaxError, ColumnsFollowManyTagsOnOneLine) {
+  std::string text = "\xC3\xA9\n";
+  for (int i = 0; i < 1000; ++i) {
+    text += "\xC3\xA9{{a}}";  // six characters
+  }
+  text += "{{#b}}";
+  ExpectError(Error(text), R"(line 2, column 6001: unclosed section "b": expected "{{/b}}")", 2, 6001);
+  // A mismatched end names both tags, the opening one before the closing one.
+  ExpectError(Error(text + "{{a}}\n\xC3\xA9{{/c}}"),
+              R"(line 3, column 2: mismatched section end: expected "{{/b}}" for the section opened at line 2, )"
+              R"(column 6001, found "{{/c}}")",
+              3, 2);
+}
+
+TEST(SyntaxError, ColumnsInAPartialFollowManyTagsOnOneLine) {
+  std::string partial;
+  for (int i = 0; i < 1000; ++i) {
+    partial += "{{a}}\xC3\xA9";
+  }
+  Expected const error = Error("{{>p}}", {{"p", partial + "\n{{a}}{{/b}}"}});
+  EXPECT_EQ(error.message, R"(partial "p", line 2, column 6: unexpected "{{/b}}": no section is open)");
+}
+
 TEST(SyntaxError, ErrorInAPartialNamesThePartial) {
   Expected const error = Error("{{>row}}", {{"head", "ok"}, {"row", "x\n {{#cells}}"}});
   EXPECT_EQ(error.message, R"(partial "row", line 2, column 2: unclosed section "cells": expected "{{/cells}}")");
@@ -114,6 +137,55 @@ TEST(SyntaxError, UnusedPartialsAreCompiledToo) {
 TEST(SyntaxError, PartialsStartWithTheDefaultDelimiters) {
   EXPECT_EQ(Error("{{=<% %>=}}<%>p%>", {{"p", "<%name%>{{x"}}).message,
             R"(partial "p", line 1, column 9: unclosed tag: expected "}}")");
+}
+
+std::string Repeat(std::string const& piece, std::size_t count) {
+  std::string text;
+  for (std::size_t i = 0; i < count; ++i) {
+    text += piece;
+  }
+  return text;
+}
+
+TEST(SyntaxError, SectionsNestAtMostAHundredLevels) {
+  std::string const hundred = Repeat("{{#a}}", 99) + "{{^b}}x{{/b}}" + Repeat("{{/a}}", 99);
+  EXPECT_EQ(Template(hundred).Render(mstch::map{{"a", true}}), "x");
+  ExpectError(Error(Repeat("{{#a}}", 100) + "\n  {{^b}}"),
+              R"(line 2, column 3: section "b" would open level 101; sections nest at most 100 levels deep)", 2, 3);
+  // Found while compiling, long before the text's end, and never while rendering.
+  ExpectError(Error(Repeat("{{#a}}", 50000) + Repeat("{{/a}}", 50000)),
+              R"(line 1, column 601: section "a" would open level 101; sections nest at most 100 levels deep)", 1, 601);
+  // Sections side by side do not nest.
+  EXPECT_EQ(Template(Repeat("{{#a}}{{/a}}", 1000) + "y").Render(mstch::map{{"a", true}}), "y");
+}
+
+TEST(SyntaxError, SectionDepthCountsWithinOnePartial) {
+  Partials const partials{{"p", Repeat("{{#a}}", 100) + "{{>q}}" + Repeat("{{/a}}", 100)},
+                          {"q", Repeat("{{#a}}", 101)}};
+  EXPECT_EQ(Error(Repeat("{{#a}}", 100) + "{{>p}}" + Repeat("{{/a}}", 100), partials).message,
+            R"(partial "q", line 1, column 601: section "a" would open level 101; sections nest at most 100 levels )"
+            R"(deep)");
+}
+
+TEST(SyntaxError, TextIsAtMostOneMebibyte) {
+  std::string const longest(kMaxTemplateSize, 'x');
+  EXPECT_EQ(Template(longest).Render(mstch::map{}).size(), kMaxTemplateSize);
+  ExpectError(Error(longest + "y"),
+              "line 1, column 1048577: the text is 1048577 bytes long; at most 1048576 bytes (1 MiB) are allowed", 1,
+              1048577);
+  // The position is that of the first byte beyond the limit.
+  std::string const lines = Repeat(
+                                "\xC3\xA9"
+                                "cdefg\n",
+                                kMaxTemplateSize / 8) +
+                            "\xC3\xA9";
+  ExpectError(Error(lines),
+              "line 131073, column 1: the text is 1048578 bytes long; at most 1048576 bytes (1 MiB) are "
+              "allowed",
+              131073, 1);
+  EXPECT_EQ(Error("{{>p}}", {{"p", longest + "\n"}}).message,
+            R"(partial "p", line 1, column 1048577: the text is 1048577 bytes long; at most 1048576 bytes (1 MiB) )"
+            R"(are allowed)");
 }
 
 TEST(SyntaxError, IsARuntimeError) { EXPECT_THROW(Template("{{#a}}"), std::runtime_error); }

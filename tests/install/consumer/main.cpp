@@ -21,7 +21,7 @@ class Consumed : public orv::action::Action {
 
 std::shared_ptr<orv::meta::data::Event> MakeEvent(char const* name) {
   return std::make_shared<orv::meta::data::Event>(name, "motion", "video", orv::meta::data::TimePoint(),
-                                                   orv::meta::data::Objects{});
+                                                  orv::meta::data::Objects{});
 }
 
 int main() {
