@@ -8,6 +8,7 @@ packages=(
   libboost-dev libboost-filesystem-dev libboost-system-dev
   libmstch-dev libcereal-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libsqlite3-dev
 )
 
 missing=()
