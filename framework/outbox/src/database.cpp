@@ -1,5 +1,6 @@
 #include "database.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <stdexcept>
 #include <utility>
@@ -79,12 +80,13 @@ struct Database::Connection {
 };
 
 struct Database::Statements {
-  Statement begin, commit, rollback, insert, update, remove, pending, dead, findDead, oldestDead, nextSequence;
+  Statement begin, commit, rollback, insert, update, remove, pending, dead, findDead, oldestDead, nextSequence,
+      flushCommits, relaxCommits;
 };
 
 Database::Database(std::filesystem::path path, Durability durability)
-    : path_(std::move(path)), connection_(std::make_unique<Connection>()) {
-  Open(durability);
+    : path_(std::move(path)), durability_(durability), connection_(std::make_unique<Connection>()) {
+  Open();
 }
 
 Database::~Database() {
@@ -107,7 +109,7 @@ void Database::Execute(char const* sql, char const* doing) {
   }
 }
 
-void Database::Open(Durability durability) {
+void Database::Open() {
   auto const rc = sqlite3_open_v2(path_.c_str(), &connection_->handle,
                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   if (rc != SQLITE_OK) {
@@ -133,7 +135,7 @@ void Database::Open(Durability durability) {
     throw;
   }
   Execute("PRAGMA journal_mode=WAL", "open");
-  Execute(durability == Durability::kPowerLoss ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL", "open");
+  Execute("PRAGMA synchronous=NORMAL", "open");
   // Keeps the log file from staying large after a burst.
   Execute("PRAGMA journal_size_limit=4194304", "open");
 
@@ -145,6 +147,8 @@ void Database::Open(Durability durability) {
     return Statement(statement);
   };
   statements_ = std::make_unique<Statements>();
+  statements_->flushCommits = prepare("PRAGMA synchronous=FULL");
+  statements_->relaxCommits = prepare("PRAGMA synchronous=NORMAL");
   statements_->begin = prepare("BEGIN");
   statements_->commit = prepare("COMMIT");
   statements_->rollback = prepare("ROLLBACK");
@@ -390,10 +394,19 @@ std::vector<TrimmedMessage> Database::Commit(std::vector<Change> const& changes,
   auto const deadBefore = deadCount_;
   auto const step = [this](sqlite3_stmt* statement) {
     Use const use(statement);
-    if (sqlite3_step(statement) != SQLITE_DONE) {
-      Fail("write");
+    for (int rc; (rc = sqlite3_step(statement)) != SQLITE_DONE;) {
+      if (rc != SQLITE_ROW) {  // a pragma answers with a row
+        Fail("write");
+      }
     }
   };
+  // A flushed commit also makes the relaxed ones before it durable: the log is written in order.
+  auto const flush = durability_ == Durability::kPowerLoss &&
+                     std::any_of(changes.begin(), changes.end(), [](Change const& change) { return change.IsVital(); });
+  if (flush != flushing_) {
+    step(flush ? statements_->flushCommits.get() : statements_->relaxCommits.get());
+    flushing_ = flush;
+  }
   step(statements_->begin.get());
   try {
     for (auto const& change : changes) {

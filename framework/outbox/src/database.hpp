@@ -37,6 +37,11 @@ struct Change {
   Progress progress;
   // Whether the row holds a dead message before this change.
   bool wasDead = false;
+
+  // Whether losing this change in a power cut would lose a message or its
+  // record: a new row, or a dead message made pending again. Losing any
+  // other change costs at most a duplicate send or an early retry.
+  bool IsVital() const { return kind == Kind::kInsert || (wasDead && !progress.deadReason); }
 };
 
 // A message with its place in the order of acceptance.
@@ -75,14 +80,15 @@ class Database {
 
   // Writes `changes` in one transaction, deleting the oldest dead messages
   // beyond `maxDead` in it too, and returns those. Nothing is written when it
-  // throws.
+  // throws. Under power-loss durability the commit is flushed to the device
+  // only when a change is vital.
   std::vector<TrimmedMessage> Commit(std::vector<Change> const& changes, std::size_t maxDead);
 
  private:
   struct Connection;
   struct Statements;
 
-  void Open(Durability durability);
+  void Open();
   void CheckOrCreateSchema();
   void Execute(char const* sql, char const* doing);
   // Whether the row was there before.
@@ -92,6 +98,8 @@ class Database {
   [[noreturn]] void Fail(char const* doing) const;
 
   std::filesystem::path path_;
+  Durability durability_;
+  bool flushing_ = false;  // synchronous=FULL is in force
   std::size_t deadCount_ = 0;
   std::unique_ptr<Connection> connection_;
   std::unique_ptr<Statements> statements_;
