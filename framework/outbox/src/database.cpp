@@ -134,7 +134,20 @@ void Database::Open() {
     sqlite3_exec(connection_->handle, "ROLLBACK", nullptr, nullptr, nullptr);
     throw;
   }
-  Execute("PRAGMA journal_mode=WAL", "open");
+  {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(connection_->handle, "PRAGMA journal_mode=WAL", -1, &statement, nullptr) != SQLITE_OK) {
+      Fail("open");
+    }
+    Statement const owned(statement);
+    if (sqlite3_step(statement) != SQLITE_ROW) {
+      Fail("open");
+    }
+    if (auto const mode = ColumnText(statement, 0); mode != "wal") {
+      throw std::runtime_error("cannot use the outbox database " + path_.string() +
+                               " in WAL mode: SQLite keeps it in mode " + mode);
+    }
+  }
   Execute("PRAGMA synchronous=NORMAL", "open");
   // Keeps the log file from staying large after a burst.
   Execute("PRAGMA journal_size_limit=4194304", "open");

@@ -44,6 +44,9 @@ Counters CountersOf(State const& state, detail::Lane const& lane) {
 }  // namespace
 
 Outbox::Outbox(Settings settings) : state_(std::make_shared<State>()) {
+  if (settings.path.empty()) {
+    throw std::invalid_argument("the outbox needs the path of its database");
+  }
   CheckLimit(settings.maxPendingMessages, "maximum of pending messages");
   CheckLimit(settings.maxPendingBytes, "maximum of pending bytes");
   CheckLimit(settings.maxDeadMessages, "maximum of dead messages");

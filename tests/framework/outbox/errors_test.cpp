@@ -40,6 +40,19 @@ TEST_F(OutboxTest, APathThatCannotBeOpenedIsNamed) {
   EXPECT_THAT(OpeningError(settings), HasSubstr("cannot open the outbox database " + settings.path.string() + ": "));
 }
 
+TEST_F(OutboxTest, APathIsNeeded) {
+  auto settings = MakeSettings();
+  settings.path.clear();
+  EXPECT_THROW(Outbox{settings}, std::invalid_argument);
+}
+
+TEST_F(OutboxTest, AnInMemoryDatabaseIsRefused) {
+  auto settings = MakeSettings();
+  settings.path = ":memory:";
+  EXPECT_EQ(OpeningError(settings),
+            "cannot use the outbox database :memory: in WAL mode: SQLite keeps it in mode memory");
+}
+
 TEST_F(OutboxTest, AFileThatIsNotADatabaseIsNamed) {
   auto settings = MakeSettings();
   std::ofstream(settings.path) << std::string(5000, 'x');

@@ -45,7 +45,7 @@ class ORV_OUTBOX_API Outbox {
   // and starts the writer. Throws std::runtime_error naming the file when it
   // cannot be opened or created, is not an outbox database, was written by a
   // newer version, is corrupt, or is in use by another Outbox; and
-  // std::invalid_argument for limits of 0.
+  // std::invalid_argument for an empty path and limits of 0.
   explicit Outbox(Settings settings);
   Outbox(Outbox const&) = delete;
   Outbox& operator=(Outbox const&) = delete;

@@ -23,8 +23,9 @@ struct Report {
 };
 
 // Receives reports on the outbox's writer thread, one at a time, with no lock
-// of the outbox held. It may call the outbox's reading functions, but not
-// Shutdown or the destructor.
+// of the outbox held. It may call the outbox's reading functions and
+// Requeue, but not Flush (which waits for this thread), Shutdown or the
+// destructor.
 using ReportHandler = std::function<void(Report const& report)>;
 
 }  // namespace orv::outbox
