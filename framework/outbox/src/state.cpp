@@ -5,20 +5,6 @@
 
 namespace orv::outbox::detail {
 
-namespace {
-
-std::string DescribeDeath(Message const& message, DeadReason reason) {
-  auto text = "message " + message.deliveryId + " of action \"" + message.actionKey + "\" to " + message.destination +
-              " is dead (" + std::string(GetText(reason)) + ") after " + std::to_string(message.attempts) +
-              (message.attempts == 1 ? " attempt" : " attempts");
-  if (message.lastCode != 0 || !message.lastDetail.empty()) {
-    text += "; last failure " + std::to_string(message.lastCode) + ": " + message.lastDetail;
-  }
-  return text;
-}
-
-}  // namespace
-
 double State::Jitter() {
   auto const value = settings.jitter ? settings.jitter() : std::uniform_real_distribution<double>(0.0, 1.0)(random);
   return std::clamp(value, 0.0, 1.0);
@@ -60,8 +46,11 @@ void State::Kill(Lane& lane, EntryPointer const& entry, DeadReason reason, TimeP
   ++lane.totals.dead;
   deadUnwritten.emplace(entry->sequence, entry);
   MarkDirty(entry);
-  reports.push_back({Report::Kind::kDead, entry->message.actionKey, entry->message.deliveryId,
-                     DescribeDeath(entry->message, reason)});
+  auto const& message = entry->message;
+  deaths.push_back({entry, reason, message.attempts, message.lastCode, message.lastDetail});
+  if (writerIdle) {
+    writerWake.notify_one();
+  }
 }
 
 void State::MakeRoom(std::size_t count, std::size_t bytes, TimePoint now) {

@@ -87,6 +87,16 @@ struct State {
   // Messages whose row the writer has to bring up to date, and reports for it to deliver.
   std::vector<EntryPointer> dirty;
   std::vector<Report> reports;
+  // Messages moved to the dead list, with what their report needs that may
+  // change later; the writer words the reports, off the publishing thread.
+  struct Death {
+    EntryPointer entry;
+    DeadReason reason;
+    std::uint32_t attempts;
+    std::uint32_t lastCode;
+    std::string lastDetail;
+  };
+  std::vector<Death> deaths;
   // Flush's bookkeeping: changes are numbered; every change up to `committed`
   // is in the database; batch `failedBatch`, which held the changes up to
   // `failedThrough`, failed with `lastError`.

@@ -1,6 +1,7 @@
 #include <chrono>
 #include <exception>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,30 @@ namespace {
 // How long the writer waits before it tries a failed commit again, unless woken.
 constexpr auto kRetryInterval = std::chrono::seconds(1);
 
+// The writer lets go of the lock after this many messages, so that Accept
+// never waits long behind a large batch.
+constexpr std::size_t kLockedRun = 64;
+
+// Lets threads waiting for `lock` in between.
+void Yield(std::unique_lock<std::mutex>& lock) {
+  lock.unlock();
+  std::this_thread::yield();
+  lock.lock();
+}
+
+// Words the report of a message moved to the dead list. Only fields fixed at
+// acceptance are read from the message itself.
+Report DescribeDeath(State::Death const& death) {
+  auto const& message = death.entry->message;
+  auto text = "message " + message.deliveryId + " of action \"" + message.actionKey + "\" to " + message.destination +
+              " is dead (" + std::string(GetText(death.reason)) + ") after " + std::to_string(death.attempts) +
+              (death.attempts == 1 ? " attempt" : " attempts");
+  if (death.lastCode != 0 || !death.lastDetail.empty()) {
+    text += "; last failure " + std::to_string(death.lastCode) + ": " + death.lastDetail;
+  }
+  return {Report::Kind::kDead, message.actionKey, message.deliveryId, std::move(text)};
+}
+
 struct Batch {
   std::vector<Change> changes;
   // The message of each change, kept alive until the commit ends.
@@ -21,11 +46,20 @@ struct Batch {
   std::uint64_t through = 0;  // the last change it holds
 };
 
-Batch TakeBatch(State& state) {
+// Takes every dirty message, with `lock` held on entry and on return. A
+// message changed while the lock is let go is taken in its newer state, or
+// by the next batch.
+Batch TakeBatch(State& state, std::unique_lock<std::mutex>& lock) {
   Batch batch;
   batch.number = ++state.batchesStarted;
   batch.through = state.changes;
-  for (auto& entry : state.dirty) {
+  auto dirty = std::move(state.dirty);
+  state.dirty.clear();
+  std::size_t run = 0;
+  for (auto& entry : dirty) {
+    if (++run % kLockedRun == 0) {
+      Yield(lock);
+    }
     entry->dirty = false;
     Change change;
     change.sequence = entry->sequence;
@@ -46,12 +80,22 @@ Batch TakeBatch(State& state) {
     batch.changes.push_back(std::move(change));
     batch.entries.push_back(std::move(entry));
   }
-  state.dirty.clear();
+  // A change made while the lock was let go either was taken here (its
+  // message had not been reached yet) or made its message dirty again. When
+  // none is dirty again, this batch holds every change so far.
+  if (state.dirty.empty()) {
+    batch.through = state.changes;
+  }
   return batch;
 }
 
-void Finish(State& state, Batch const& batch, bool committed) {
+// Records how the commit of `batch` went, with `lock` held on entry and on
+// return (the database's lock is held throughout).
+void Finish(State& state, Batch const& batch, bool committed, std::unique_lock<std::mutex>& lock) {
   for (std::size_t i = 0; i < batch.entries.size(); ++i) {
+    if ((i + 1) % kLockedRun == 0) {
+      Yield(lock);
+    }
     auto const& entry = batch.entries[i];
     auto const& change = batch.changes[i];
     if (!committed) {
@@ -99,15 +143,23 @@ void RunWriter(State& state) {
     }
     state.writerRetryNow = false;
     state.writerIdle = true;
-    state.writerWake.wait(lock, [&] { return state.writerStop || !state.dirty.empty() || !state.reports.empty(); });
+    state.writerWake.wait(lock, [&] {
+      return state.writerStop || !state.dirty.empty() || !state.reports.empty() || !state.deaths.empty();
+    });
     state.writerIdle = false;
-    if (state.dirty.empty() && state.reports.empty()) {
+    if (state.dirty.empty() && state.reports.empty() && state.deaths.empty()) {
       break;  // stopping, with everything written
     }
-    auto batch = TakeBatch(state);
+    auto deaths = std::move(state.deaths);
+    state.deaths.clear();
+    auto batch = TakeBatch(state, lock);
     auto reports = std::move(state.reports);
     state.reports.clear();
     lock.unlock();
+    // Each death is reported after the commit that records it.
+    for (auto const& death : deaths) {
+      reports.push_back(DescribeDeath(death));
+    }
 
     std::string error;
     std::vector<TrimmedMessage> trimmed;
@@ -121,7 +173,7 @@ void RunWriter(State& state) {
         }
       }
       lock.lock();
-      Finish(state, batch, error.empty());
+      Finish(state, batch, error.empty(), lock);
       if (error.empty()) {
         state.committed = batch.through;
       } else {
