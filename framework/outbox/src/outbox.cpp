@@ -194,21 +194,19 @@ std::map<std::string, Counters> Outbox::GetAllCounters() const {
 }
 
 std::vector<Message> Outbox::ListPending() const {
+  std::lock_guard const lock(state_->mutex);
   std::vector<EntryPointer> entries;
-  {
-    std::lock_guard const lock(state_->mutex);
-    for (auto const& [key, lane] : state_->lanes) {
-      entries.insert(entries.end(), lane->queue.begin(), lane->queue.end());
-    }
-    std::sort(entries.begin(), entries.end(),
-              [](EntryPointer const& a, EntryPointer const& b) { return a->sequence < b->sequence; });
-    std::vector<Message> messages;
-    messages.reserve(entries.size());
-    for (auto const& entry : entries) {
-      messages.push_back(entry->message);
-    }
-    return messages;
+  for (auto const& [key, lane] : state_->lanes) {
+    entries.insert(entries.end(), lane->queue.begin(), lane->queue.end());
   }
+  std::sort(entries.begin(), entries.end(),
+            [](EntryPointer const& a, EntryPointer const& b) { return a->sequence < b->sequence; });
+  std::vector<Message> messages;
+  messages.reserve(entries.size());
+  for (auto const& entry : entries) {
+    messages.push_back(entry->message);  // the mutable fields need the lock
+  }
+  return messages;
 }
 
 std::vector<Message> Outbox::ListDead() const {

@@ -156,7 +156,7 @@ void RunWriter(State& state) {
     auto reports = std::move(state.reports);
     state.reports.clear();
     lock.unlock();
-    // Each death is reported after the commit that records it.
+    // Each death is reported once the commit meant to record it has ended.
     for (auto const& death : deaths) {
       reports.push_back(DescribeDeath(death));
     }
