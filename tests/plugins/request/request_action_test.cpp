@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "network/curl_pool.hpp"
 #include "orv/action/exception.hpp"
 #include "orv/action/loader.hpp"
 #include "orv/log/sink.hpp"
@@ -245,6 +246,32 @@ TEST_F(RequestAction, KeepsItsConnectionUntilAConnectionSettingChanges) {
   Set(action_, "timeout_ms", object::Primitive<std::int64_t>(4000));
   ASSERT_EQ(Fire(), 0U);
   EXPECT_EQ(server_->Next()["peer"], second);
+}
+
+TEST_F(RequestAction, APoolClearedWhileAHandleIsLentClosesThatHandleWhenItComesBack) {
+  plugins::network::CurlPool pool;
+  // The client port of one GET on a handle of the pool.
+  auto const send = [&](plugins::network::CurlPool::Lease const& lease) {
+    CURL* const handle = lease.Get();
+    std::string const uri = Http("/pool");
+    curl_easy_setopt(handle, CURLOPT_URL, uri.c_str());
+    curl_easy_setopt(
+        handle, CURLOPT_WRITEFUNCTION, +[](char*, std::size_t size, std::size_t count, void*) { return size * count; });
+    EXPECT_EQ(curl_easy_perform(handle), CURLE_OK);
+    return server_->Next()["peer"].get<int>();
+  };
+  int first = 0;
+  {
+    auto const lease = pool.Acquire();
+    first = send(lease);
+  }
+  {
+    auto const lease = pool.Acquire();
+    EXPECT_EQ(send(lease), first);
+    pool.Clear();
+  }
+  auto const lease = pool.Acquire();
+  EXPECT_NE(send(lease), first);
 }
 
 TEST_F(RequestAction, TheExpectedStatusDecidesSuccess) {
