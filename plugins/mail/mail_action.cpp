@@ -36,7 +36,7 @@ class MailAction : public action::Action {
     auto rendered = mail::Render(template_, action::SerializeEvent(event), event->GetStart(),
                                  MessageIdFor(event->GetStart(), event->GetId(), GetId(), template_.from));
     if (auto* failure = std::get_if<network::Failure>(&rendered)) {
-      network::Report(kTypeName, GetName(), *failure);
+      network::Report(kTypeName, GetName(), *failure, {settings_.password});
     }
     return std::get<MailMessage>(std::move(rendered));
   }
@@ -44,7 +44,7 @@ class MailAction : public action::Action {
   // Sends one mail; throws orv::action::Exception 1 to 6 or 8 when it fails.
   void Send(MailMessage const& mail) const {
     if (auto failure = mail::Send(pool_, mail, BuildMailText(mail), settings_)) {
-      network::Report(kTypeName, GetName(), *failure);
+      network::Report(kTypeName, GetName(), *failure, {settings_.password});
     }
   }
 

@@ -19,7 +19,7 @@ void InitialiseOnce() {
 
 CurlPool::Lease::~Lease() {
   if (handle_) {
-    pool_->Return(std::move(handle_));
+    pool_->Return(std::move(handle_), generation_);
   }
 }
 
@@ -29,8 +29,10 @@ CurlPool::~CurlPool() = default;
 
 CurlPool::Lease CurlPool::Acquire() {
   Lease::Handle handle;
+  std::uint64_t generation = 0;
   {
     std::lock_guard const lock(mutex_);
+    generation = generation_;
     if (!idle_.empty()) {
       handle = std::move(idle_.back());
       idle_.pop_back();
@@ -45,18 +47,19 @@ CurlPool::Lease CurlPool::Acquire() {
       throw std::runtime_error("libcurl could not make a transfer handle");
     }
   }
-  return Lease(*this, std::move(handle));
+  return Lease(*this, std::move(handle), generation);
 }
 
 void CurlPool::Clear() {
   std::vector<Lease::Handle> closing;
   std::lock_guard const lock(mutex_);
+  ++generation_;
   closing.swap(idle_);
 }
 
-void CurlPool::Return(Lease::Handle handle) noexcept {
+void CurlPool::Return(Lease::Handle handle, std::uint64_t generation) noexcept {
   std::lock_guard const lock(mutex_);
-  if (idle_.size() < kept_) {
+  if (generation == generation_ && idle_.size() < kept_) {
     try {
       idle_.push_back(std::move(handle));
     } catch (...) {

@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -30,9 +31,11 @@ class CurlPool {
       void operator()(CURL* handle) const noexcept { curl_easy_cleanup(handle); }
     };
     using Handle = std::unique_ptr<CURL, Cleanup>;
-    Lease(CurlPool& pool, Handle handle) noexcept : pool_(&pool), handle_(std::move(handle)) {}
+    Lease(CurlPool& pool, Handle handle, std::uint64_t generation) noexcept
+        : pool_(&pool), handle_(std::move(handle)), generation_(generation) {}
     CurlPool* pool_;
     Handle handle_;
+    std::uint64_t generation_;  // of the pool when lent
   };
 
   // Initialises libcurl once per process. At most `kept` idle handles stay
@@ -47,15 +50,19 @@ class CurlPool {
   Lease Acquire();
 
   // Closes the idle handles and their connections (after a change of
-  // settings that the open connections were made with).
+  // settings that the open connections were made with); a handle lent out
+  // at the time is closed when it comes back. The settings themselves are
+  // the caller's to guard: an action's host never changes them during
+  // delivery.
   void Clear();
 
  private:
-  void Return(Lease::Handle handle) noexcept;
+  void Return(Lease::Handle handle, std::uint64_t generation) noexcept;
 
   std::size_t kept_;
   std::mutex mutex_;
   std::vector<Lease::Handle> idle_;
+  std::uint64_t generation_ = 0;  // how many times Clear ran
 };
 
 }  // namespace orv::plugins::network

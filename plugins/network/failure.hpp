@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "orv/action/exception.hpp"
 
@@ -19,7 +20,10 @@ struct Failure {
 
 // Writes the detail to the log sink as `source` (the action's type name),
 // prefixed with the action's name in quotes when it has one, and throws
-// orv::action::Exception with the code.
-[[noreturn]] void Report(std::string_view source, std::string_view actionName, Failure const& failure);
+// orv::action::Exception with the code. Each of `secrets` (the action's
+// passwords and tokens) shows as "***" wherever it occurs in the detail: a
+// server may echo a credential back in the response quoted there.
+[[noreturn]] void Report(std::string_view source, std::string_view actionName, Failure const& failure,
+                         std::vector<std::string_view> const& secrets = {});
 
 }  // namespace orv::plugins::network

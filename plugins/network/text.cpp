@@ -1,5 +1,7 @@
 #include "network/text.hpp"
 
+#include <algorithm>
+
 namespace orv::plugins::network {
 
 std::string_view Trim(std::string_view text) noexcept {
@@ -31,6 +33,20 @@ std::string WithoutLineBreaks(std::string_view text) {
   for (char const c : text) {
     if (c != '\r' && c != '\n') {
       result.push_back(c);
+    }
+  }
+  return result;
+}
+
+std::string Redact(std::string_view text, std::vector<std::string_view> secrets) {
+  std::sort(secrets.begin(), secrets.end(), [](std::string_view a, std::string_view b) { return a.size() > b.size(); });
+  std::string result(text);
+  for (std::string_view const secret : secrets) {
+    if (secret.empty()) {
+      continue;
+    }
+    for (auto at = result.find(secret); at != std::string::npos; at = result.find(secret, at + 3)) {
+      result.replace(at, secret.size(), "***");
     }
   }
   return result;

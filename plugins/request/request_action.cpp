@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "network/choice.hpp"
@@ -33,7 +34,7 @@ class RequestAction : public action::Action {
   RequestMessage Render(std::shared_ptr<meta::data::Event const> const& event) const {
     auto rendered = request::Render(template_, action::SerializeEvent(event));
     if (auto* failure = std::get_if<network::Failure>(&rendered)) {
-      network::Report(kTypeName, GetName(), *failure);
+      network::Report(kTypeName, GetName(), *failure, {settings_.password, settings_.token});
     }
     return std::get<RequestMessage>(std::move(rendered));
   }
@@ -41,11 +42,14 @@ class RequestAction : public action::Action {
   // Sends one request; throws orv::action::Exception 11 to 15 when it fails.
   void Send(RequestMessage const& message) const {
     if (auto failure = request::Send(pool_, message, settings_)) {
-      network::Report(kTypeName, GetName(), *failure);
+      std::vector<std::string> const inUri = PasswordsIn(message.uri);
+      std::vector<std::string_view> secrets(inUri.begin(), inUri.end());
+      secrets.insert(secrets.end(), {settings_.password, settings_.token});
+      network::Report(kTypeName, GetName(), *failure, secrets);
     }
   }
 
-  // Returns the request sent, an RequestMessage.
+  // Returns the request sent, a RequestMessage.
   Result Execute(std::shared_ptr<meta::data::Event const> event) const override {
     auto message = std::make_shared<RequestMessage const>(Render(event));
     Send(*message);

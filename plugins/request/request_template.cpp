@@ -38,9 +38,9 @@ struct UrlDeleter {
   void operator()(CURLU* url) const noexcept { curl_url_cleanup(url); }
 };
 
-std::string Part(CURLU* url, CURLUPart part) {
+std::string Part(CURLU* url, CURLUPart part, unsigned int flags = 0) {
   char* text = nullptr;
-  if (curl_url_get(url, part, &text, 0) != CURLUE_OK || text == nullptr) {
+  if (curl_url_get(url, part, &text, flags) != CURLUE_OK || text == nullptr) {
     return {};
   }
   std::string result(text);
@@ -119,6 +119,23 @@ templating::Escape BodyEscapeFor(std::string_view bodyEscape, std::string_view c
     return templating::Escape::Html;
   }
   return templating::Escape::None;
+}
+
+std::vector<std::string> PasswordsIn(std::string const& uri) {
+  std::unique_ptr<CURLU, UrlDeleter> const url(curl_url());
+  if (!url) {
+    throw std::bad_alloc();
+  }
+  std::vector<std::string> passwords;
+  if (curl_url_set(url.get(), CURLUPART_URL, uri.c_str(), 0) == CURLUE_OK) {
+    for (unsigned int const flags : {0U, static_cast<unsigned int>(CURLU_URLDECODE)}) {
+      std::string password = Part(url.get(), CURLUPART_PASSWORD, flags);
+      if (!password.empty() && std::find(passwords.begin(), passwords.end(), password) == passwords.end()) {
+        passwords.push_back(std::move(password));
+      }
+    }
+  }
+  return passwords;
 }
 
 std::optional<network::Failure> CheckUri(std::string const& uri) {

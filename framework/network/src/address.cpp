@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -24,26 +25,65 @@ constexpr std::size_t kInterfacesAtOnce = 32;
   throw std::system_error(errno, std::generic_category(), "Cannot list the network interfaces");
 }
 
-// A datagram socket: the handle the interface ioctls need. Closed on scope exit.
-class Socket {
- public:
-  Socket() : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    if (fd_ < 0) {
-      ThrowListingFailed();
-    }
-  }
-  Socket(Socket const&) = delete;
-  Socket& operator=(Socket const&) = delete;
-  ~Socket() { ::close(fd_); }
-  int Get() const noexcept { return fd_; }
+// The datagram socket that the interface ioctls need, opened at the first
+// lookup and kept for the process: opening and closing one for every event
+// cost two system calls of the five an event's serialisation makes. Only the
+// handle is kept; the interfaces are listed anew each time. Concurrent ioctls
+// on one socket are safe. A host that closes descriptors it does not know
+// (as daemons do) may close it or give its number to another file: an ioctl
+// that fails for that reason opens a new one (the old number is left alone,
+// it is no longer ours).
+std::atomic<int> gSocket{-1};
 
- private:
-  int fd_;
-};
+int OpenSocket() {
+  int const opened = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (opened < 0) {
+    ThrowListingFailed();
+  }
+  return opened;
+}
+
+int InterfaceSocket() {
+  int fd = gSocket.load();
+  if (fd >= 0) {
+    return fd;
+  }
+  int const opened = OpenSocket();
+  if (gSocket.compare_exchange_strong(fd, opened)) {
+    return opened;
+  }
+  ::close(opened);  // another thread was first
+  return fd;
+}
+
+// Whether `error` says the kept descriptor is no longer a usable socket.
+bool IsLostSocket(int error) { return error == EBADF || error == ENOTTY || error == ENOTSOCK || error == EINVAL; }
+
+// ioctl(SIOCGIFCONF) on the kept socket, replacing it once if it was lost.
+void ListInterfaces(int& fd, ifconf& listing) {
+  if (::ioctl(fd, SIOCGIFCONF, &listing) == 0) {
+    return;
+  }
+  if (!IsLostSocket(errno)) {
+    ThrowListingFailed();
+  }
+  int const lost = fd;
+  int const opened = OpenSocket();
+  int expected = lost;
+  if (gSocket.compare_exchange_strong(expected, opened)) {
+    fd = opened;
+  } else {
+    ::close(opened);  // another thread replaced it already
+    fd = expected;
+  }
+  if (::ioctl(fd, SIOCGIFCONF, &listing) != 0) {
+    ThrowListingFailed();
+  }
+}
 
 // Whether the interface named in `request` is up and not a loopback interface.
-bool IsUpAndNotLoopback(Socket const& socket, ifreq request) {
-  if (::ioctl(socket.Get(), SIOCGIFFLAGS, &request) != 0) {
+bool IsUpAndNotLoopback(int fd, ifreq request) {
+  if (::ioctl(fd, SIOCGIFFLAGS, &request) != 0) {
     return false;  // gone since it was listed
   }
   return (request.ifr_flags & IFF_UP) != 0 && (request.ifr_flags & IFF_LOOPBACK) == 0;
@@ -51,7 +91,7 @@ bool IsUpAndNotLoopback(Socket const& socket, ifreq request) {
 
 // Scans the IPv4 addresses of one SIOCGIFCONF answer; true with `found` set
 // when one belongs to an interface that is up and not loopback.
-bool FindIn(Socket const& socket, ifreq const* requests, std::size_t count, boost::asio::ip::address_v4& found) {
+bool FindIn(int fd, ifreq const* requests, std::size_t count, boost::asio::ip::address_v4& found) {
   for (std::size_t i = 0; i < count; ++i) {
     sockaddr_in address{};
     std::memcpy(&address, &requests[i].ifr_addr, sizeof address);
@@ -62,7 +102,7 @@ bool FindIn(Socket const& socket, ifreq const* requests, std::size_t count, boos
     if (candidate.is_loopback()) {
       continue;  // a loopback address needs no flags to be skipped
     }
-    if (IsUpAndNotLoopback(socket, requests[i])) {
+    if (IsUpAndNotLoopback(fd, requests[i])) {
       found = candidate;
       return true;
     }
@@ -84,31 +124,25 @@ std::string GetHostname() {
 // in the kernel's order, with one ioctl; getifaddrs would dump every address
 // and link over netlink, several times the cost, on every event.
 boost::asio::ip::address_v4 GetLocalIPAddress() {
-  Socket const socket;
+  int fd = InterfaceSocket();
   std::array<ifreq, kInterfacesAtOnce> small;
   ifconf listing{};
   listing.ifc_len = static_cast<int>(sizeof small);
   listing.ifc_req = small.data();
-  if (::ioctl(socket.Get(), SIOCGIFCONF, &listing) != 0) {
-    ThrowListingFailed();
-  }
+  ListInterfaces(fd, listing);
   boost::asio::ip::address_v4 found = boost::asio::ip::address_v4::loopback();
   if (static_cast<std::size_t>(listing.ifc_len) < sizeof small) {
-    FindIn(socket, small.data(), static_cast<std::size_t>(listing.ifc_len) / sizeof(ifreq), found);
+    FindIn(fd, small.data(), static_cast<std::size_t>(listing.ifc_len) / sizeof(ifreq), found);
     return found;
   }
   // The buffer was full: ask for the size and list again.
   listing = ifconf{};
-  if (::ioctl(socket.Get(), SIOCGIFCONF, &listing) != 0) {
-    ThrowListingFailed();
-  }
+  ListInterfaces(fd, listing);
   std::vector<ifreq> all(static_cast<std::size_t>(listing.ifc_len) / sizeof(ifreq) + 1);
   listing.ifc_len = static_cast<int>(all.size() * sizeof(ifreq));
   listing.ifc_req = all.data();
-  if (::ioctl(socket.Get(), SIOCGIFCONF, &listing) != 0) {
-    ThrowListingFailed();
-  }
-  FindIn(socket, all.data(), static_cast<std::size_t>(listing.ifc_len) / sizeof(ifreq), found);
+  ListInterfaces(fd, listing);
+  FindIn(fd, all.data(), static_cast<std::size_t>(listing.ifc_len) / sizeof(ifreq), found);
   return found;
 }
 

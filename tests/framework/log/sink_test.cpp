@@ -74,7 +74,7 @@ TEST_F(SinkTest, ConcurrentWritersAndReplacementsLoseNothing) {
     });
   }
   for (int i = 0; i < 50; ++i) {
-    orv::log::SetSink([&](orv::log::Record const&) { ++(i % 2 == 0 ? second : first); });
+    orv::log::SetSink([&first, &second, i](orv::log::Record const&) { ++(i % 2 == 0 ? second : first); });
   }
   for (auto& writer : writers) {
     writer.join();

@@ -1,6 +1,7 @@
 #include "orv/network/address.hpp"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <netinet/in.h>
@@ -9,9 +10,11 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace orv::network {
 namespace {
@@ -67,6 +70,39 @@ TEST(GetLocalIPAddress, IsAnUpNonLoopbackAddressOrLoopback) {
 }
 
 TEST(GetLocalIPAddress, IsStableBetweenCalls) { EXPECT_EQ(GetLocalIPAddress(), GetLocalIPAddress()); }
+
+// The descriptors of this process that are sockets.
+std::vector<int> OpenSockets() {
+  std::vector<int> sockets;
+  for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    std::string const target = std::filesystem::read_symlink(entry.path(), error).string();
+    if (!error && target.starts_with("socket:")) {
+      sockets.push_back(std::stoi(entry.path().filename().string()));
+    }
+  }
+  return sockets;
+}
+
+// A host that closes descriptors it does not know, and gives their numbers to
+// other files, as daemons do: the look-up opens a socket of its own again.
+TEST(GetLocalIPAddress, SurvivesAHostThatTakesItsSocketAway) {
+  auto const before = GetLocalIPAddress();
+  int const file = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(file, 0);
+  std::vector<int> const sockets = OpenSockets();
+  ASSERT_FALSE(sockets.empty());
+  for (int const fd : sockets) {
+    ASSERT_EQ(::dup2(file, fd), fd);  // the number now names /dev/null
+  }
+  EXPECT_EQ(GetLocalIPAddress(), before);
+  EXPECT_EQ(GetLocalIPAddress(), before);
+  for (int const fd : sockets) {
+    ::close(fd);  // closed outright this time
+  }
+  EXPECT_EQ(GetLocalIPAddress(), before);
+  ::close(file);
+}
 
 }  // namespace
 }  // namespace orv::network

@@ -6,11 +6,13 @@ signed by the test CA), "self_signed" (a certificate nothing trusts) and
 required). Prints the ports as one JSON line, then one JSON line per request
 received, before answering it:
   {"listener", "method", "target", "headers": [[name, value], ...], "body",
-   "client": subject common name of the client certificate or ""}
+   "client": subject common name of the client certificate or "",
+   "peer": the client's port, the same for requests on one connection}
 The first path segment chooses the answer:
   /status/NNN[?long]  status NNN; "?long" makes the body 300 bytes
   /delay/MS           200 after MS milliseconds
   /close              closes the connection without answering
+  /echo               400 with the target and the Authorization header as body
   /basic, /bearer, /digest  401 unless authenticated as alice / s3cret, or
                       with the token t0ken
   anything else       200 "ok"
@@ -85,7 +87,7 @@ class Handler(BaseHTTPRequestHandler):
                         client = value
         emit({"listener": self.server.name, "method": self.command, "target": self.path,
               "headers": [[k, v.encode("latin-1").decode("utf-8", "replace")] for k, v in self.headers.items()],
-              "body": body.decode("utf-8", "replace"), "client": client})
+              "body": body.decode("utf-8", "replace"), "client": client, "peer": self.client_address[1]})
         segments = self.path.split("?")[0].split("/")
         first = segments[1] if len(segments) > 1 else ""
         authorization = self.headers.get("Authorization", "")
@@ -100,6 +102,8 @@ class Handler(BaseHTTPRequestHandler):
             self.answer(200, b"late")
         elif first == "close":
             self.close_connection = True
+        elif first == "echo":
+            self.answer(400, f"{self.path} {authorization}".encode())
         elif first == "basic":
             expected = "Basic " + base64.b64encode(f"{USER}:{PASSWORD}".encode()).decode()
             self.answer(200, b"ok") if authorization == expected else self.answer(

@@ -11,10 +11,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <mutex>
 #include <stdexcept>
+#include <thread>
 
 #include "orv/action/exception.hpp"
 #include "orv/action/registry.hpp"
+#include "orv/meta/data/event.hpp"
 #include "orv/object/primitive.hpp"
 #include "orv/property/primitive.hpp"
 
@@ -180,6 +183,28 @@ std::shared_ptr<property::Property> Live(std::shared_ptr<action::Action> const& 
 }
 
 }  // namespace
+
+std::vector<std::uint32_t> ExecuteOnThreads(std::shared_ptr<action::Action> const& action, int threads, int each) {
+  std::mutex mutex;
+  std::vector<std::uint32_t> codes;
+  std::vector<std::thread> running;
+  for (int t = 0; t < threads; ++t) {
+    running.emplace_back([&, t] {
+      for (int i = 0; i < each; ++i) {
+        auto const event =
+            std::make_shared<meta::data::Event const>(std::to_string(t) + "-" + std::to_string(i), "t", "c",
+                                                      std::chrono::system_clock::now(), meta::data::Objects{});
+        auto const code = CodeOf([&] { static_cast<action::Action const&>(*action).Execute(event); });
+        std::lock_guard const lock(mutex);
+        codes.push_back(code);
+      }
+    });
+  }
+  for (auto& thread : running) {
+    thread.join();
+  }
+  return codes;
+}
 
 void Set(std::shared_ptr<action::Action> const& action, std::string const& name, object::Object const& value) {
   Live(action, name)->Set(value);

@@ -83,6 +83,11 @@ std::shared_ptr<action::Action> MakeAction(char const* typeName);
 void Set(std::shared_ptr<action::Action> const& action, std::string const& name, object::Object const& value);
 void Set(std::shared_ptr<action::Action> const& action, std::string const& name, char const* text);
 
+// Runs `each` events named "<thread>-<index>" through Execute of `action` on
+// each of `threads` threads at once, as a host delivering on several threads
+// does, and returns their codes (0 for success) in no particular order.
+std::vector<std::uint32_t> ExecuteOnThreads(std::shared_ptr<action::Action> const& action, int threads, int each);
+
 // Runs `call`, which must throw orv::action::Exception, and returns its code
 // (0 when it threw nothing).
 template <class Call>

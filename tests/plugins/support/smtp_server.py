@@ -7,11 +7,12 @@ alice / s3cret only; mail without AUTH is accepted too. Prints the ports as
 one JSON line, then one JSON line per message accepted:
   {"listener", "mail_from", "rcpt_tos", "data": the message as received,
    "subject", "text", "html": decoded by Python's email package,
-   "authenticated": the login or ""}
+   "authenticated": the login or "", "peer": the client's port}
 Addresses choose failures: a sender starting with "reject-sender" gets 550;
 recipients "reject@..." get 550, "slow@..." are answered after 3 seconds,
-"drop@..." make the server close the connection; "reject-data@..." makes the
-DATA fail with 554.
+"drop@..." make the server close the connection; "quote-login@..." get 550
+quoting the login and password the session authenticated with;
+"reject-data@..." makes the DATA fail with 554.
 Exits when its standard input closes, so it never outlives the test.
 """
 import asyncio
@@ -64,6 +65,10 @@ class Handler:
             return "550 5.1.1 no mailbox " + address
         if local == "slow":
             await asyncio.sleep(3)
+        if local == "quote-login":
+            data = session.auth_data
+            login = f"{data.login.decode()}:{data.password.decode()}" if isinstance(data, LoginPassword) else "-"
+            return "550 5.7.1 refused for login " + login
         if local == "drop":
             server.transport.close()
             return "421 closing"
@@ -80,7 +85,7 @@ class Handler:
         emit({"listener": self.name, "mail_from": envelope.mail_from, "rcpt_tos": envelope.rcpt_tos,
               "data": data.decode("utf-8", "replace"), "subject": str(message["Subject"]),
               "text": part_text(message, "plain"), "html": part_text(message, "html"),
-              "authenticated": login})
+              "authenticated": login, "peer": session.peer[1]})
         return "250 Message accepted"
 
 
