@@ -15,6 +15,7 @@
 #include "orv/action/properties.hpp"
 #include "orv/action/registration.hpp"
 #include "orv/action/serialize.hpp"
+#include "orv/templating/escape.hpp"
 #include "orv/templating/template.hpp"
 
 namespace orv::plugins {
@@ -48,8 +49,37 @@ class FileAction : public action::Action {
   // Compiles at once, so that a broken template fails when it is set, naming
   // its line and column, and never on an event.
   void SetTemplate(std::string text) {
-    template_ = templating::Template(text, templating::Escape::None);
+    template_ = Compile(text, escape_, partials_);
     templateText_ = std::move(text);
+  }
+
+  std::string GetEscape() const { return templating::GetName(escape_); }
+  // "none" (the default: a file holds plain text), "html", "url" or "json".
+  void SetEscape(std::string const& name) {
+    auto const escape = templating::EscapeFromName(name);
+    if (!escape) {
+      throw std::invalid_argument("escape '" + name + "' is not one of none, html, url, json");
+    }
+    template_ = Compile(templateText_, *escape, partials_);
+    escape_ = *escape;
+  }
+
+  std::vector<std::string> GetPartials() const { return partialEntries_; }
+  // Each entry "NAME=TEMPLATE": the template's {{>NAME}} renders TEMPLATE.
+  void SetPartials(std::vector<std::string> entries) {
+    templating::Partials partials;
+    for (std::string const& entry : entries) {
+      auto const equals = entry.find('=');
+      if (equals == std::string::npos || equals == 0) {
+        throw std::invalid_argument("partial '" + entry + "' is not NAME=TEMPLATE");
+      }
+      if (!partials.emplace(entry.substr(0, equals), entry.substr(equals + 1)).second) {
+        throw std::invalid_argument("partial '" + entry.substr(0, equals) + "' is given twice");
+      }
+    }
+    template_ = Compile(templateText_, escape_, partials);
+    partials_ = std::move(partials);
+    partialEntries_ = std::move(entries);
   }
 
  private:
@@ -71,8 +101,16 @@ class FileAction : public action::Action {
     }
   }
 
+  static templating::Template Compile(std::string const& text, templating::Escape escape,
+                                      templating::Partials const& partials) {
+    return templating::Template(text, escape, partials);
+  }
+
   std::string path_ = "-";
   std::string templateText_;
+  templating::Escape escape_ = templating::Escape::None;
+  templating::Partials partials_;
+  std::vector<std::string> partialEntries_;
   templating::Template template_;
   mutable std::mutex mutex_;
 };
@@ -84,6 +122,10 @@ std::vector<property::Schema> FileAction::GetSchemas() {
           "path", "The file each message is appended to; \"-\" writes to standard output"),
       Field<&FileAction::GetTemplate, &FileAction::SetTemplate>(
           "template", "The mustache template of a message, rendered from the event's template data"),
+      Field<&FileAction::GetEscape, &FileAction::SetEscape>(
+          "escape", "How {{name}} tags write values: none (the default), html, url or json"),
+      Field<&FileAction::GetPartials, &FileAction::SetPartials>(
+          "partials", "Partials of the template, each NAME=TEMPLATE, used as {{>NAME}}"),
   });
 }
 

@@ -98,17 +98,8 @@ std::vector<HeaderTemplate> ParseHeaders(std::string_view text) {
 }
 
 templating::Escape BodyEscapeFor(std::string_view bodyEscape, std::string_view contentType) {
-  if (bodyEscape == "none") {
-    return templating::Escape::None;
-  }
-  if (bodyEscape == "html") {
-    return templating::Escape::Html;
-  }
-  if (bodyEscape == "json") {
-    return templating::Escape::Json;
-  }
-  if (bodyEscape == "url") {
-    return templating::Escape::Url;
+  if (auto const named = templating::EscapeFromName(bodyEscape)) {
+    return *named;
   }
   // The media type without parameters: "application/json; charset=utf-8".
   std::string const type = Lower(network::Trim(contentType.substr(0, contentType.find(';'))));

@@ -438,7 +438,8 @@ TEST_F(Program, ConfigurationValuesNameTheirPlace) {
   EXPECT_EQ(
       Run({"run", "odd.json", "-"}).err,
       "orv-action run: odd.json:1:109: $.actions[0].properties[\"odd key\"]: unknown property 'odd key' of action "
-      "type 'orv.action.File'; its properties are always_trigger, name, observables, path, template\n");
+      "type 'orv.action.File'; its properties are always_trigger, escape, name, observables, partials, path, "
+      "template\n");
 }
 
 }  // namespace

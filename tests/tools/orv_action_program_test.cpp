@@ -328,6 +328,38 @@ TEST_F(Program, TestFiresTheActionWithItsProperties) {
   EXPECT_EQ(Slurp(dir_ / "out.log"), "hello/test\n");
 }
 
+TEST_F(Program, TheFileActionEscapesAsItsEscapePropertySays) {
+  std::string const tmpl = "template=<{{the_event.name}}>\n";
+  for (auto const& [escape, expected] :
+       std::vector<std::pair<std::string, std::string>>{{"none", "<a<b & \"c\">\n"},
+                                                        {"html", "<a&lt;b &amp; &quot;c&quot;>\n"},
+                                                        {"url", "<a%3Cb%20%26%20%22c%22>\n"},
+                                                        {"json", "<a<b & \\\"c\\\">\n"}}) {
+    fs::remove(dir_ / "out.log");
+    Outcome const outcome = Run({"test", "orv.action.File", "--set", "path=out.log", "--set", "escape=" + escape,
+                                 "--set", tmpl, "--text", "a<b & \"c\""});
+    EXPECT_EQ(outcome.exit, 0) << outcome.err;
+    EXPECT_EQ(Slurp(dir_ / "out.log"), expected) << escape;
+  }
+  Outcome const bad = Run({"test", "orv.action.File", "--set", "escape=xml"});
+  EXPECT_EQ(bad.exit, 1);
+  EXPECT_EQ(bad.err, "orv-action test: --set escape: escape 'xml' is not one of none, html, url, json\n");
+}
+
+TEST_F(Program, TheFileActionRendersItsPartials) {
+  Outcome const outcome = Run({"test", "orv.action.File", "--set", "path=out.log", "--set",
+                               "partials=kind=[{{the_event.type.string}}],who={{the_event.name}}", "--set",
+                               "template={{>kind}} {{>who}}{{>absent}}\n", "--text", "visitor"});
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_EQ(Slurp(dir_ / "out.log"), "[test] visitor\n");
+  Outcome const bad = Run({"test", "orv.action.File", "--set", "partials=kind"});
+  EXPECT_EQ(bad.exit, 1);
+  EXPECT_EQ(bad.err, "orv-action test: --set partials: partial 'kind' is not NAME=TEMPLATE\n");
+  Outcome const twice = Run({"test", "orv.action.File", "--set", "partials=a=1,a=2"});
+  EXPECT_EQ(twice.exit, 1);
+  EXPECT_EQ(twice.err, "orv-action test: --set partials: partial 'a' is given twice\n");
+}
+
 TEST_F(Program, TestReportsAnActionFailureByCodeAndKey) {
   Outcome const outcome = Run({"test", "orv.test.plugin.Echo", "--text", "fail:5"});
   EXPECT_EQ(outcome.exit, 1);
@@ -359,7 +391,7 @@ TEST_F(Program, TestRefusesUnknownTypesPropertiesAndBadValues) {
   EXPECT_EQ(property.exit, 1);
   EXPECT_EQ(property.err,
             "orv-action test: unknown property 'pth' of action type 'orv.action.File'; its properties are "
-            "always_trigger, name, observables, path, template\n");
+            "always_trigger, escape, name, observables, partials, path, template\n");
   Outcome const value = Run({"test", "orv.action.File", "--set", "always_trigger=yes"});
   EXPECT_EQ(value.err, "orv-action test: property 'always_trigger' takes true or false, not 'yes'\n");
   Outcome const usage = Run({"test"});
@@ -464,7 +496,7 @@ TEST_F(Program, RunRefusesBadConfigurationsBeforeAnythingRuns) {
   EXPECT_EQ(
       property.err,
       "orv-action run: property.json:1:108: $.actions[0].properties.colour: unknown property 'colour' of action type "
-      "'orv.action.File'; its properties are always_trigger, name, observables, path, template\n");
+      "'orv.action.File'; its properties are always_trigger, escape, name, observables, partials, path, template\n");
   Write(
       "value.json",
       R"({"armed": true, "actions": [{"type": "orv.action.File", "name": "f", "rules": [], "always_trigger": "yes"}]})");

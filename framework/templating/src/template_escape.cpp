@@ -119,3 +119,35 @@ void AppendEscaped(std::string& out, std::string_view text, Escape escape) {
 }
 
 }  // namespace orv::templating
+
+namespace orv::templating {
+namespace {
+
+struct NamedEscape {
+  std::string_view name;
+  Escape escape;
+};
+constexpr NamedEscape kNames[] = {
+    {"none", Escape::None}, {"html", Escape::Html}, {"url", Escape::Url}, {"json", Escape::Json}};
+
+}  // namespace
+
+std::optional<Escape> EscapeFromName(std::string_view name) noexcept {
+  for (auto const& named : kNames) {
+    if (named.name == name) {
+      return named.escape;
+    }
+  }
+  return std::nullopt;
+}
+
+char const* GetName(Escape escape) noexcept {
+  for (auto const& named : kNames) {
+    if (named.escape == escape) {
+      return named.name.data();
+    }
+  }
+  return "none";
+}
+
+}  // namespace orv::templating

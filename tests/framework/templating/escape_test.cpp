@@ -21,6 +21,20 @@ std::string Escaped(std::string_view text, Escape escape) {
   return out;
 }
 
+TEST(Escape, NamesAndBack) {
+  EXPECT_EQ(EscapeFromName("none"), Escape::None);
+  EXPECT_EQ(EscapeFromName("html"), Escape::Html);
+  EXPECT_EQ(EscapeFromName("url"), Escape::Url);
+  EXPECT_EQ(EscapeFromName("json"), Escape::Json);
+  EXPECT_EQ(EscapeFromName("HTML"), std::nullopt);
+  EXPECT_EQ(EscapeFromName(""), std::nullopt);
+  EXPECT_EQ(EscapeFromName("auto"), std::nullopt);
+  for (Escape const escape : {Escape::None, Escape::Html, Escape::Url, Escape::Json}) {
+    EXPECT_EQ(EscapeFromName(GetName(escape)), escape);
+  }
+  EXPECT_STREQ(GetName(Escape::Json), "json");
+}
+
 TEST(Escape, NoneKeepsTheText) { EXPECT_EQ(Escaped(kSpecial, Escape::None), "[" + kSpecial); }
 
 TEST(Escape, HtmlReplacesTheFiveMarkupCharacters) {
