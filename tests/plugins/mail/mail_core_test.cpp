@@ -152,6 +152,27 @@ TEST(FailureOf, MapsEachKindOfFailureToItsCode) {
   EXPECT_EQ(FailureOf(CURLE_WEIRD_SERVER_REPLY, "t", "", true).code, Code::MailCouldntSendData);
 }
 
+TEST(KeepReply, KeepsTheLastLineUnlessARefusalCameBefore) {
+  std::string kept;
+  KeepReply(kept, "220 mail.example.test ESMTP\r\n");
+  EXPECT_EQ(kept, "220 mail.example.test ESMTP");
+  KeepReply(kept, "250 OK\r\n");
+  EXPECT_EQ(kept, "250 OK");
+  KeepReply(kept, "\r\n");
+  EXPECT_EQ(kept, "250 OK");
+  KeepReply(kept, "550 5.1.1 No such user\r\n");
+  KeepReply(kept, "221 Bye\r\n");
+  EXPECT_EQ(kept, "550 5.1.1 No such user");
+  KeepReply(kept, "451 4.3.0 Try later\r\n");
+  EXPECT_EQ(kept, "451 4.3.0 Try later");
+}
+
+TEST(KeepReply, KeepsOneLineOfAtMost200Bytes) {
+  std::string kept;
+  KeepReply(kept, std::string("250-a\tb\x01") + "c" + std::string(300, 'x') + "\r\n");
+  EXPECT_EQ(kept, "250-a b c" + std::string(191, 'x') + "...");
+}
+
 TEST(DefaultPort, FollowsTheSecurity) {
   EXPECT_EQ(DefaultPort("none"), 25);
   EXPECT_EQ(DefaultPort("starttls"), 587);
