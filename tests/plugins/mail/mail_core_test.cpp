@@ -69,6 +69,25 @@ TEST(BuildMailText, WritesThePlainTextMailExactly) {
             "end\r\n");
 }
 
+// Found by fuzz_mime: GMime wrote a subject's "=?utf-8?q?x?=" as it was, and
+// the mail arrived with the subject "Door x" instead.
+TEST(BuildMailText, EncodesASubjectThatLooksLikeEncodedWords) {
+  MailMessage mail = Sample();
+  mail.subject = "Door =?utf-8?q?x?= open";
+  std::string const text = BuildMailText(mail);
+  // base64 of "Door =?utf-8?q?x?= open"
+  EXPECT_NE(text.find("\r\nSubject: =?UTF-8?B?RG9vciA9P3V0Zi04P3E/eD89IG9wZW4=?=\r\nTo: "), std::string::npos) << text;
+
+  // Long ones fold into words of at most 45 bytes, never inside a character.
+  mail.subject = "=?" + std::string(42, 'a') + "\xC3\xBC" + std::string(10, 'b');
+  std::string const folded = BuildMailText(mail);
+  // "=?" and 42 "a" (44 bytes), then "ü" and 10 "b".
+  EXPECT_NE(folded.find("\r\nSubject: =?UTF-8?B?PT9hYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWE=?=\r\n"
+                        " =?UTF-8?B?w7xiYmJiYmJiYmJi?=\r\nTo: "),
+            std::string::npos)
+      << folded;
+}
+
 TEST(BuildMailText, WritesMultipartAlternativeWithAnHtmlBody) {
   MailMessage mail = Sample();
   mail.subject = "plain";
