@@ -28,6 +28,18 @@ elseif(NOT ORV_SANITIZER STREQUAL "")
   message(FATAL_ERROR "ORV_SANITIZER must be empty, 'address' or 'thread', not '${ORV_SANITIZER}'")
 endif()
 
+# libFuzzer: every library carries the fuzzer's coverage instrumentation;
+# only the targets under fuzz/ link its driver (-fsanitize=fuzzer there).
+if(ORV_BUILD_FUZZERS)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "ORV_BUILD_FUZZERS needs clang (libFuzzer), not ${CMAKE_CXX_COMPILER_ID}: use the preset 'fuzz'")
+  endif()
+  if(NOT ORV_SANITIZER STREQUAL "address")
+    message(FATAL_ERROR "ORV_BUILD_FUZZERS needs ORV_SANITIZER=address: use the preset 'fuzz'")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 include(GenerateExportHeader)
 
 # orv_add_library(<name> SOURCES <files...> [DEPENDS <targets...>] [PRIVATE_DEPENDS <targets...>])

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs every Debian package that the build, the tests and the benchmarks
 # need. Idempotent: when everything is present it only checks, without apt.
+#   scripts/install-deps.sh        what the builds, tests and benchmarks need
+#   scripts/install-deps.sh fuzz   that and clang with libFuzzer (scripts/fuzz.sh)
 set -euo pipefail
 
 packages=(
@@ -12,6 +14,10 @@ packages=(
   libsqlite3-dev
   openssl python3-aiosmtpd
 )
+if [ "${1:-}" = "fuzz" ]; then
+  # libFuzzer and the sanitizers' runtime come with clang's runtime package.
+  packages+=(clang libclang-rt-14-dev)
+fi
 
 missing=()
 for package in "${packages[@]}"; do

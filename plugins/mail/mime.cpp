@@ -2,11 +2,13 @@
 
 #include <gmime/gmime.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
+#include <string_view>
 
 #include "network/text.hpp"
 #include "orv/hash/murmur_three_32.hpp"
@@ -60,6 +62,27 @@ std::string BoundaryFor(std::string const& messageId) {
   return std::string("=_orv_alternative_") + hex;
 }
 
+// `text` as base64 encoded words of whole UTF-8 characters, as a folded raw
+// header value. GMime writes text that looks like an encoded word
+// ("=?utf-8?q?x?=") as it is, and every reader then decodes it; encoded
+// itself, it reads back as it was.
+std::string EncodedWords(std::string_view text) {
+  constexpr std::size_t kWordBytes = 45;  // 60 characters of base64, a word of 72
+  std::string raw;
+  std::size_t at = 0;
+  while (at < text.size()) {
+    std::size_t end = std::min(at + kWordBytes, text.size());
+    while (end < text.size() && end > at + kWordBytes - 3 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
+      --end;  // not inside a character
+    }
+    gchar* base64 = g_base64_encode(reinterpret_cast<guchar const*>(text.data() + at), end - at);
+    raw += std::string(" =?UTF-8?B?") + base64 + "?=\n";
+    g_free(base64);
+    at = end;
+  }
+  return raw;
+}
+
 }  // namespace
 
 std::string BuildMailText(MailMessage const& mail) {
@@ -70,6 +93,10 @@ std::string BuildMailText(MailMessage const& mail) {
   AddMailboxes(message.get(), GMIME_ADDRESS_TYPE_CC, mail.cc);
   std::string const subject = network::WithoutLineBreaks(mail.subject);
   g_mime_message_set_subject(message.get(), subject.c_str(), "utf-8");
+  if (subject.find("=?") != std::string::npos) {
+    GMimeHeaderList* headers = g_mime_object_get_header_list(GMIME_OBJECT(message.get()));
+    g_mime_header_set_raw_value(g_mime_header_list_get_header(headers, "Subject"), EncodedWords(subject).c_str());
+  }
 
   auto const seconds = std::chrono::duration_cast<std::chrono::seconds>(mail.date.time_since_epoch()).count();
   GDateTime* date = g_date_time_new_from_unix_utc(seconds);

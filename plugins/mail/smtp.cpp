@@ -39,16 +39,11 @@ std::size_t ReadText(char* buffer, std::size_t size, std::size_t count, void* so
 
 bool IsRefusal(std::string_view reply) { return !reply.empty() && (reply[0] == '4' || reply[0] == '5'); }
 
-// Keeps the server's last reply line, or its last refusal (4xx, 5xx) once
-// there is one, so that the "221 Bye" after a refusal does not hide it. What
-// the client sends (the AUTH exchange among it) is never looked at.
-int KeepReply(CURL*, curl_infotype type, char* data, std::size_t size, void* target) {
+// What the server says goes to KeepReply; what the client sends (the AUTH
+// exchange among it) is never looked at.
+int KeepServerReply(CURL*, curl_infotype type, char* data, std::size_t size, void* target) {
   if (type == CURLINFO_HEADER_IN) {
-    auto& kept = *static_cast<std::string*>(target);
-    std::string_view const line = network::Trim(std::string_view(data, size));
-    if (!line.empty() && (IsRefusal(line) || !IsRefusal(kept))) {
-      kept = network::Excerpt(line, 200);
-    }
+    KeepReply(*static_cast<std::string*>(target), std::string_view(data, size));
   }
   return 0;
 }
@@ -98,6 +93,13 @@ std::optional<std::string> ServerUrl(MailSettings const& settings) {
 }
 
 }  // namespace
+
+void KeepReply(std::string& kept, std::string_view data) {
+  std::string_view const line = network::Trim(data);
+  if (!line.empty() && (IsRefusal(line) || !IsRefusal(kept))) {
+    kept = network::Excerpt(line, 200);
+  }
+}
 
 std::int64_t DefaultPort(std::string_view security) noexcept {
   return security == "tls" ? 465 : security == "starttls" ? 587 : 25;
@@ -168,7 +170,7 @@ std::optional<network::Failure> Send(network::CurlPool& pool, MailMessage const&
   curl_easy_setopt(handle, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(text.size()));
 
   std::string lastReply;
-  curl_easy_setopt(handle, CURLOPT_DEBUGFUNCTION, &KeepReply);
+  curl_easy_setopt(handle, CURLOPT_DEBUGFUNCTION, &KeepServerReply);
   curl_easy_setopt(handle, CURLOPT_DEBUGDATA, &lastReply);
   curl_easy_setopt(handle, CURLOPT_VERBOSE, 1L);
 

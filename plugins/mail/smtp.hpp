@@ -35,6 +35,12 @@ std::int64_t DefaultPort(std::string_view security) noexcept;
 // refused 2, time-out 8 before connecting and 4 after, anything else 3.
 network::Failure FailureOf(CURLcode code, std::string_view errorText, std::string_view lastReply, bool connected);
 
+// Keeps in `kept` the server's last reply line, or its last refusal (4xx,
+// 5xx) once there is one, so that the "221 Bye" after a refusal does not hide
+// it; `data` is one reply line as libcurl reports it. What is kept is at most
+// 200 bytes (and "..."), on one line.
+void KeepReply(std::string& kept, std::string_view data);
+
 // Sends `text`, the built form of `mail`, to its sender and recipients
 // (to, cc and bcc) with `settings`, on a handle of `pool`: nullopt when the
 // server took it, otherwise the failure (code 5 for an empty host, before

@@ -23,11 +23,8 @@ struct HeaderList {
 // Keeps the first bytes of the response body for a failure's detail; reads
 // the rest so that the connection can be reused.
 std::size_t KeepStart(char* data, std::size_t size, std::size_t count, void* target) {
-  auto& body = *static_cast<std::string*>(target);
   std::size_t const bytes = size * count;
-  if (body.size() < kBodyExcerpt + 1) {
-    body.append(data, std::min(bytes, kBodyExcerpt + 1 - body.size()));
-  }
+  KeepBodyStart(*static_cast<std::string*>(target), std::string_view(data, bytes));
   return bytes;
 }
 

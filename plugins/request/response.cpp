@@ -58,11 +58,20 @@ bool ExpectedStatus::Accepts(long status) const noexcept {
   return false;
 }
 
+void KeepBodyStart(std::string& body, std::string_view data) {
+  if (body.size() < kBodyExcerpt + 1) {
+    body.append(data.substr(0, kBodyExcerpt + 1 - body.size()));
+  }
+}
+
 std::optional<network::Failure> CheckResponse(long status, std::string_view body, ExpectedStatus const& expected) {
   if (expected.Accepts(status)) {
     return std::nullopt;
   }
-  std::string detail = "HTTP status " + std::to_string(status) + ", expected " + expected.GetText();
+  // The expected statuses as the action was given them, on one line: spaces
+  // and line breaks may stand around each item.
+  std::string detail = "HTTP status " + std::to_string(status) + ", expected " +
+                       network::Excerpt(expected.GetText(), expected.GetText().size());
   if (!body.empty()) {
     detail += ": " + network::Excerpt(body, kBodyExcerpt);
   }

@@ -34,6 +34,11 @@ class ExpectedStatus {
 // How many bytes of a response body a failure's detail shows.
 inline constexpr std::size_t kBodyExcerpt = 200;
 
+// Appends to `body` as much of `data`, the next bytes of a response body, as
+// keeps it at most kBodyExcerpt + 1 bytes long: enough for a failure's detail
+// to show the first kBodyExcerpt and tell that more followed.
+void KeepBodyStart(std::string& body, std::string_view data);
+
 // The failure of a response with `status` and `body`, fed from a buffer:
 // nullopt when `expected` accepts the status, otherwise code 13 with a detail
 // naming the status, what was expected and the first 200 bytes of the body.

@@ -211,6 +211,19 @@ TEST_F(Program, ATemplateFileHoldsAtMostOneMebibyte) {
             "orv-action render: big.mustache: larger than 1 MiB (1048576 bytes), the limit of a template\n");
 }
 
+// A template within its own size that renders past the rendering limit is
+// the template file's error, named as such, not a bare library message.
+TEST_F(Program, ARenderingPastItsLimitNamesTheTemplate) {
+  // The golden event has two zones: 2 x 600,000 bytes exceed 1 MiB.
+  Write("wide.mustache", "{{#the_event}}{{#Zone}}" + std::string(600'000, 'x') + "{{/Zone}}{{/the_event}}");
+  Outcome const outcome = Run({"render", testing::kExamples + "/golden/golden_event.json", "wide.mustache"});
+  EXPECT_EQ(outcome.exit, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err,
+            "orv-action render: wide.mustache: the rendered text would be longer than 1048576 bytes, the limit of one "
+            "rendering\n");
+}
+
 TEST_F(Program, TimesOutsideTheRepresentableRangeAreRefused) {
   std::string const range =
       "expected a time from 1677-09-21T00:12:43.145224192Z to 2262-04-11T23:47:16.854775807Z, found ";

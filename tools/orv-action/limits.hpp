@@ -5,7 +5,7 @@
 // Limits on what the program accepts from files, standard input and the
 // command line. Each keeps one bad input from exhausting the stack or memory;
 // going past one is an input error naming the limit and the place.
-// docs/event-format.md lists them for users.
+// docs/event-format.md lists them for users, docs/limits.md with the others.
 namespace orv::tool::limits {
 
 // Levels of nested arrays and objects in one JSON text (an event file, an

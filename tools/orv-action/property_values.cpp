@@ -71,6 +71,12 @@ std::string Expected(property::Property const& property) {
                                  : type;
 }
 
+// A value set from the command line may hold any bytes: those that are not
+// UTF-8 show as U+FFFD instead of stopping the program.
+std::string AsJsonText(nlohmann::json const& value) {
+  return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
 }  // namespace
 
 std::string ValueTypeOf(property::Property const& property) {
@@ -101,7 +107,7 @@ std::string ValueTextOf(property::Property const& property) {
   std::shared_ptr<property::Property const> const read = property.Read();
   object::Object const& value = *read;
   if (Holds<std::string>(property)) {
-    return nlohmann::json(value.As<property::Primitive<std::string>>().Get()).dump();
+    return AsJsonText(nlohmann::json(value.As<property::Primitive<std::string>>().Get()));
   }
   if (Holds<bool>(property)) {
     return value.As<property::Primitive<bool>>().Get() ? "true" : "false";
@@ -110,7 +116,7 @@ std::string ValueTextOf(property::Property const& property) {
     return std::to_string(value.As<property::Primitive<std::int64_t>>().Get());
   }
   if (Holds<Texts>(property)) {
-    return nlohmann::json(value.As<property::Primitive<Texts>>().Get()).dump();
+    return AsJsonText(nlohmann::json(value.As<property::Primitive<Texts>>().Get()));
   }
   if (IsA(property, object::TypeIdOf<property::ObservableArray>)) {
     std::ostringstream text;

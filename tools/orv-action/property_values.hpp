@@ -12,7 +12,8 @@ std::string ValueTypeOf(property::Property const& property);
 
 // The property's current value as text: a JSON string for text, true or false,
 // a decimal integer, a JSON array of strings for a string list, and [id, ...]
-// for observables. A secret property (a password, a token) is always "***".
+// for observables; bytes of text that are not UTF-8 show as U+FFFD. A secret
+// property (a password, a token) is always "***".
 std::string ValueTextOf(property::Property const& property);
 
 // Sets a property from the text of `--set <name>=<text>`: "true" or "false"

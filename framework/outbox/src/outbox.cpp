@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -104,6 +105,11 @@ std::string Outbox::Accept(Submission submission) {
     throw std::runtime_error(
         "the outbox database " + state.path + " has fallen " + std::to_string(state.deadUnwritten.size()) +
         " dead messages behind: " + (state.lastError.empty() ? "the disk is too slow" : state.lastError));
+  }
+  // A damaged or edited database may say that every number was used; the
+  // last one is never handed out, so that counting on cannot overflow.
+  if (state.nextSequence == std::numeric_limits<std::int64_t>::max()) {
+    throw std::runtime_error("the outbox database " + state.path + " has used every sequence number");
   }
   entry->sequence = state.nextSequence++;
   message.deliveryId = detail::MakeDeliveryId(state.runId, entry->sequence);

@@ -104,6 +104,26 @@ TEST_F(OutboxTest, ACorruptDatabaseIsNamed) {
   EXPECT_THAT(OpeningError(settings), HasSubstr("the outbox database " + settings.path.string() + " is corrupt: "));
 }
 
+// Found by fuzz_outbox: a database whose counter stood at the largest
+// number made the next acceptance overflow it.
+TEST_F(OutboxTest, ADatabaseThatUsedEverySequenceNumberRefusesNewMessages) {
+  auto settings = MakeSettings();
+  { Outbox outbox(settings); }
+  ExecuteSql(settings.path,
+             "UPDATE sqlite_sequence SET seq=9223372036854775807 WHERE name='message'; "
+             "INSERT INTO sqlite_sequence(name, seq) SELECT 'message', 9223372036854775807 "
+             "WHERE NOT EXISTS (SELECT 1 FROM sqlite_sequence WHERE name='message')");
+  Outbox outbox(settings);
+  try {
+    outbox.Accept(MakeSubmission("webhook", "payload"));
+    FAIL() << "accepted";
+  } catch (std::runtime_error const& error) {
+    EXPECT_EQ(std::string(error.what()),
+              "the outbox database " + settings.path.string() + " has used every sequence number");
+  }
+  EXPECT_TRUE(outbox.ListPending().empty());
+}
+
 TEST_F(OutboxTest, ADatabaseInUseByAnotherOutboxIsRefused) {
   auto settings = MakeSettings();
   Outbox first(settings);

@@ -69,6 +69,25 @@ TEST(BuildMailText, WritesThePlainTextMailExactly) {
             "end\r\n");
 }
 
+// Found by fuzz_mime: GMime wrote a subject's "=?utf-8?q?x?=" as it was, and
+// the mail arrived with the subject "Door x" instead.
+TEST(BuildMailText, EncodesASubjectThatLooksLikeEncodedWords) {
+  MailMessage mail = Sample();
+  mail.subject = "Door =?utf-8?q?x?= open";
+  std::string const text = BuildMailText(mail);
+  // base64 of "Door =?utf-8?q?x?= open"
+  EXPECT_NE(text.find("\r\nSubject: =?UTF-8?B?RG9vciA9P3V0Zi04P3E/eD89IG9wZW4=?=\r\nTo: "), std::string::npos) << text;
+
+  // Long ones fold into words of at most 45 bytes, never inside a character.
+  mail.subject = "=?" + std::string(42, 'a') + "\xC3\xBC" + std::string(10, 'b');
+  std::string const folded = BuildMailText(mail);
+  // "=?" and 42 "a" (44 bytes), then "ü" and 10 "b".
+  EXPECT_NE(folded.find("\r\nSubject: =?UTF-8?B?PT9hYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWE=?=\r\n"
+                        " =?UTF-8?B?w7xiYmJiYmJiYmJi?=\r\nTo: "),
+            std::string::npos)
+      << folded;
+}
+
 TEST(BuildMailText, WritesMultipartAlternativeWithAnHtmlBody) {
   MailMessage mail = Sample();
   mail.subject = "plain";
@@ -150,6 +169,27 @@ TEST(FailureOf, MapsEachKindOfFailureToItsCode) {
   EXPECT_EQ(FailureOf(CURLE_SEND_ERROR, "RCPT failed: 550", "550 no", true).code, Code::MailCouldntSendData);
   EXPECT_EQ(FailureOf(CURLE_RECV_ERROR, "t", "", true).code, Code::MailCouldntSendData);
   EXPECT_EQ(FailureOf(CURLE_WEIRD_SERVER_REPLY, "t", "", true).code, Code::MailCouldntSendData);
+}
+
+TEST(KeepReply, KeepsTheLastLineUnlessARefusalCameBefore) {
+  std::string kept;
+  KeepReply(kept, "220 mail.example.test ESMTP\r\n");
+  EXPECT_EQ(kept, "220 mail.example.test ESMTP");
+  KeepReply(kept, "250 OK\r\n");
+  EXPECT_EQ(kept, "250 OK");
+  KeepReply(kept, "\r\n");
+  EXPECT_EQ(kept, "250 OK");
+  KeepReply(kept, "550 5.1.1 No such user\r\n");
+  KeepReply(kept, "221 Bye\r\n");
+  EXPECT_EQ(kept, "550 5.1.1 No such user");
+  KeepReply(kept, "451 4.3.0 Try later\r\n");
+  EXPECT_EQ(kept, "451 4.3.0 Try later");
+}
+
+TEST(KeepReply, KeepsOneLineOfAtMost200Bytes) {
+  std::string kept;
+  KeepReply(kept, std::string("250-a\tb\x01") + "c" + std::string(300, 'x') + "\r\n");
+  EXPECT_EQ(kept, "250-a b c" + std::string(191, 'x') + "...");
 }
 
 TEST(DefaultPort, FollowsTheSecurity) {

@@ -139,6 +139,28 @@ TEST(CheckResponse, NamesTheStatusAndTheFirst200BytesOfTheBody) {
             "HTTP status 502, expected 2xx: " + std::string(200, 'z'));
 }
 
+TEST(KeepBodyStart, KeepsTheFirst201BytesOfABodyInPieces) {
+  std::string body;
+  KeepBodyStart(body, std::string(150, 'a'));
+  EXPECT_EQ(body, std::string(150, 'a'));
+  KeepBodyStart(body, std::string(100, 'b'));
+  EXPECT_EQ(body, std::string(150, 'a') + std::string(51, 'b'));
+  KeepBodyStart(body, "more");
+  EXPECT_EQ(body.size(), 201U);
+  KeepBodyStart(body, "");
+  EXPECT_EQ(body, std::string(150, 'a') + std::string(51, 'b'));
+}
+
+// Found by fuzz_replies: expected_status "201\n\n" was taken (white space
+// may stand around each item) and its line breaks went into the detail,
+// which then spanned three lines of the log.
+TEST(CheckResponse, KeepsTheDetailOnOneLineWhateverTheExpectedStatusesHold) {
+  EXPECT_EQ(CheckResponse(219, "", ExpectedStatus("201\n\n")),
+            (network::Failure{Code::RequestFailed, "HTTP status 219, expected 201  "}));
+  EXPECT_EQ(CheckResponse(500, "", ExpectedStatus("\r\n200 ,\t404\n"))->detail,
+            "HTTP status 500, expected   200 , 404 ");
+}
+
 TEST(FailureOf, MapsEachKindOfFailureToItsCode) {
   EXPECT_EQ(FailureOf(CURLE_COULDNT_RESOLVE_HOST, "Could not resolve host: x.invalid"),
             (network::Failure{Code::RequestHostNotResolved, "Could not resolve host: x.invalid"}));

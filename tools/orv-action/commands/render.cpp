@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 
 #include "../bundled.hpp"
@@ -49,11 +50,18 @@ int Render(RenderArguments const& arguments, std::ostream& out, std::ostream& er
     throw InputError(Describe(error, *source));
   }
   mstch::map const data = action::SerializeEvent(event);
-  for (auto const& missing : compiled->FindMissingNames(data)) {
-    err << (missing.partial.empty() ? source->Name() : "partial " + missing.partial) << ":" << missing.line << ":"
-        << missing.column << ": warning: the event's template data has no '" << missing.name << "'\n";
+  std::string text;
+  try {
+    for (auto const& missing : compiled->FindMissingNames(data)) {
+      err << (missing.partial.empty() ? source->Name() : "partial " + missing.partial) << ":" << missing.line << ":"
+          << missing.column << ": warning: the event's template data has no '" << missing.name << "'\n";
+    }
+    text = compiled->Render(data);
+  } catch (std::length_error const& error) {
+    // Past a limit of rendering: the template is what to change.
+    throw InputError(source->Name() + ": " + error.what());
   }
-  out << compiled->Render(data);
+  out << text;
   return 0;
 }
 

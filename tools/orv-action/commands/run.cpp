@@ -3,18 +3,14 @@
 #include <map>
 #include <memory>
 #include <ostream>
-#include <set>
 #include <string>
 
-#include "../action_setup.hpp"
 #include "../commands.hpp"
+#include "../device_config.hpp"
 #include "../errors.hpp"
 #include "../event_file.hpp"
 #include "../input_file.hpp"
-#include "../json_field.hpp"
-#include "../json_input.hpp"
 #include "../limits.hpp"
-#include "../property_values.hpp"
 #include "orv/action/exception.hpp"
 #include "orv/action/loader.hpp"
 #include "orv/arm/state.hpp"
@@ -24,80 +20,6 @@
 
 namespace orv::tool {
 namespace {
-
-// A configured action, the rules it listens to, and what the host watches of it.
-struct DeviceAction {
-  ConfigurableAction configurable;
-  property::Property::Observables rules;
-  std::vector<type::Binding> audits;  // one per rule, subscribed right after the action
-};
-
-struct Device {
-  std::map<std::uint32_t, std::shared_ptr<observable::Observable>> rules;
-  std::vector<std::unique_ptr<DeviceAction>> actions;
-  bool armed = false;
-};
-
-// Builds the device of the configuration file: every action configured
-// through its properties; the rules it listens to are kept for later.
-Device ReadDevice(std::string const& path) {
-  InputFile file(path);
-  SourceText const source(file.Name(), file.ReadAll(limits::kJsonTextBytes, "a device configuration"));
-  nlohmann::json const json = ParseJson(source);
-  JsonField const config(json, source);
-  config.OnlyFields({"armed", "actions"});
-  Device device;
-  device.armed = config["armed"].Bool();
-  for (JsonField const& entry : config["actions"].Elements()) {
-    entry.OnlyFields({"type", "name", "always_trigger", "rules", "properties"});
-    JsonField const type = entry["type"];
-    ConfigurableAction configurable;
-    try {
-      configurable = MakeConfigurableAction(type.String());
-    } catch (InputError const& error) {
-      type.Fail(error.what());
-    }
-    auto const set = [&configurable](JsonField const& field, std::string const& name) {
-      property::Property* property = nullptr;
-      try {
-        property = &configurable.Get(name);
-      } catch (InputError const& error) {
-        field.Fail(error.what());
-      }
-      SetFromJson(*property, field);
-    };
-    set(entry["name"], "name");
-    if (entry.Has("always_trigger")) {
-      set(entry["always_trigger"], "always_trigger");
-    }
-    if (entry.Has("properties")) {
-      for (auto const& [name, value] : entry["properties"].Members()) {
-        if (name == "name" || name == "always_trigger" || name == "observables") {
-          value.Fail("'" + name + "' is set by the action's own field, not here");
-        }
-        set(value, name);
-      }
-    }
-    // A rule listed twice would run the action twice for each of its events.
-    property::Property::Observables observables;
-    std::set<std::uint32_t> ids;
-    for (JsonField const& element : entry["rules"].Elements()) {
-      std::uint32_t const id = element.Id();
-      if (!ids.insert(id).second) {
-        element.Fail("duplicate rule id " + std::to_string(id));
-      }
-      auto& rule = device.rules[id];
-      if (!rule) {
-        rule = std::make_shared<observable::Observable>(id);
-      }
-      observables.push_back(rule);
-    }
-    configurable.Get("observables");  // every action has it; checked before anything runs
-    device.actions.push_back(
-        std::make_unique<DeviceAction>(DeviceAction{std::move(configurable), std::move(observables), {}}));
-  }
-  return device;
-}
 
 // Every event of the file (one per line; blank lines are skipped), each
 // read and checked before any is published: a bad line stops the run before
@@ -156,7 +78,7 @@ int RunRun(RunArguments const& arguments, std::ostream& out) {
     throw UsageError("CONFIG and EVENTS cannot both read standard input (EVENTS does when it is not given)");
   }
   action::plugin::Loader const loader(true);
-  Device device = ReadDevice(arguments.config);
+  Device device = ReadDeviceFile(arguments.config);
   std::vector<std::shared_ptr<meta::data::Event>> const events = ReadEvents(arguments.events);
 
   Summary summary;

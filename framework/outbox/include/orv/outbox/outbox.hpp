@@ -58,7 +58,8 @@ class ORV_OUTBOX_API Outbox {
   // for an empty action key, std::length_error for a message larger than
   // maxPendingBytes, std::logic_error after Shutdown, and std::runtime_error
   // when the database has fallen more than maxPendingMessages dead messages
-  // behind (a full or failing disk).
+  // behind (a full or failing disk) or has used every sequence number (a
+  // damaged or edited file).
   std::string Accept(Submission submission);
 
   // Sends the messages of `actionKey` with `sender` from now on, under
