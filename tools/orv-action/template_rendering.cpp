@@ -53,10 +53,10 @@ Rendering RenderTemplate(std::string_view text, templating::Escape escape, templ
 }
 
 std::string DescribeMissingName(templating::MissingName const& missing, SourceText const& source) {
-  std::string const place = missing.partial.empty()
-                                ? source.Place(missing.line, missing.column)
-                                : "partial " + missing.partial + ":" + std::to_string(missing.line) + ":" +
-                                      std::to_string(missing.column);
+  std::string const place =
+      missing.partial.empty()
+          ? source.Place(missing.line, missing.column)
+          : "partial " + missing.partial + ":" + std::to_string(missing.line) + ":" + std::to_string(missing.column);
   if (missing.isPartial) {
     return place + ": warning: no partial '" + missing.name + "' is given; the tag renders as nothing";
   }

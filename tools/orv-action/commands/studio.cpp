@@ -88,14 +88,14 @@ int RunStudio(StudioArguments const& arguments, std::ostream& out) {
 }  // namespace
 
 Command AddStudioCommand(CLI::App& program) {
-  CLI::App* parser = AddSubcommand(
-      program, "studio", "serve a web page to write, preview and check templates live",
-      "Serves a page on 127.0.0.1 where a template is rendered with an event's template data as\n"
-      "you type: the data as a tree, syntax errors and names the data lacks marked in the editor,\n"
-      "partials, each escaping, and a button that fires an action with the template. The events\n"
-      "offered are the bundled examples and the files EVENT. Prints the address to open, which\n"
-      "carries the token that every request of the page must present; runs until stopped\n"
-      "(Ctrl+C). docs/studio.md describes the page and its API.\n");
+  CLI::App* parser =
+      AddSubcommand(program, "studio", "serve a web page to write, preview and check templates live",
+                    "Serves a page on 127.0.0.1 where a template is rendered with an event's template data as\n"
+                    "you type: the data as a tree, syntax errors and names the data lacks marked in the editor,\n"
+                    "partials, each escaping, and a button that fires an action with the template. The events\n"
+                    "offered are the bundled examples and the files EVENT. Prints the address to open, which\n"
+                    "carries the token that every request of the page must present; runs until stopped\n"
+                    "(Ctrl+C). docs/studio.md describes the page and its API.\n");
   auto const arguments = std::make_shared<StudioArguments>();
   parser->add_option("--port", arguments->port, "the port to listen on; 0 picks a free one (default: 8087)")
       ->option_text("N")

@@ -39,8 +39,7 @@ constexpr char kTemplateName[] = "<template>";
 // event, an action type or a property value. Answered with 422.
 class UnusableInput : public std::runtime_error {
  public:
-  UnusableInput(std::string kind, std::string const& message)
-      : std::runtime_error(message), kind_(std::move(kind)) {}
+  UnusableInput(std::string kind, std::string const& message) : std::runtime_error(message), kind_(std::move(kind)) {}
   std::string const& Kind() const noexcept { return kind_; }
 
  private:
@@ -93,11 +92,10 @@ nlohmann::json MissingNamesJson(std::vector<templating::MissingName> const& miss
 }
 
 Response SyntaxErrorResponse(templating::SyntaxError const& error, SourceText const& source) {
-  std::string const description =
-      error.GetPartial().empty()
-          ? Describe(error, source)
-          : "partial " + error.GetPartial() + ":" + std::to_string(error.GetLine()) + ":" +
-                std::to_string(error.GetColumn()) + ": " + MessageOf(error);
+  std::string const description = error.GetPartial().empty()
+                                      ? Describe(error, source)
+                                      : "partial " + error.GetPartial() + ":" + std::to_string(error.GetLine()) + ":" +
+                                            std::to_string(error.GetColumn()) + ": " + MessageOf(error);
   Response response = ErrorResponse(kUnprocessable, "template", MessageOf(error));
   nlohmann::json& details = response.body["error"];
   details["partial"] = error.GetPartial();
@@ -194,9 +192,9 @@ Response Api::Types() const {
       // The defaults are what a new action of the type holds.
       for (auto const& property : MakeConfigurableAction(typeName).properties) {
         // Every value text but a secret's "***" is JSON.
-        nlohmann::json const value = property->IsSecret() ? nlohmann::json(nullptr)
-                                                          : nlohmann::json::parse(ValueTextOf(*property), nullptr,
-                                                                                  false);
+        nlohmann::json const value = property->IsSecret()
+                                         ? nlohmann::json(nullptr)
+                                         : nlohmann::json::parse(ValueTextOf(*property), nullptr, false);
         properties.push_back({{"name", property->GetName()},
                               {"type", ValueTypeOf(*property)},
                               {"default", value.is_discarded() ? nlohmann::json(nullptr) : value},
