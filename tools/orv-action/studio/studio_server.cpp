@@ -1,15 +1,18 @@
 #include "studio_server.hpp"
 
+#include <httplib.h>
 #include <sys/random.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
-#include <httplib.h>
 #include <string_view>
 #include <system_error>
+#include <thread>
 
 #include "../errors.hpp"
 #include "../input_file.hpp"
@@ -21,6 +24,8 @@ namespace {
 constexpr char kLocalAddress[] = "127.0.0.1";
 constexpr char kTokenHeader[] = "X-Studio-Token";
 constexpr char kJsonType[] = "application/json";
+constexpr std::size_t kThreads = 32;
+constexpr int kKeepAliveSeconds = 5;
 
 // Only this page's own files run, nothing from elsewhere is loaded, and the
 // page cannot be framed by another.
@@ -123,21 +128,44 @@ std::uint16_t Server::Bind(std::uint16_t port) {
 }
 
 void Server::Serve() {
-  if (port_ != 0) {
+  // Marked as serving before the check, so that a Stop that comes in
+  // between either is seen here or waits for the listening to begin.
+  serving_ = true;
+  if (port_ != 0 && !stopRequested_) {
     http_->listen_after_bind();
   }
+  serving_ = false;
 }
 
-void Server::Stop() { http_->stop(); }
+void Server::Stop() {
+  stopRequested_ = true;
+  // httplib's stop does nothing before the listening has begun, which would
+  // leave a Serve that is just starting to listen for ever.
+  while (serving_ && !http_->is_running()) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  http_->stop();
+}
 
 void Server::Route() {
   httplib::Server& http = *http_;
   http.set_payload_max_length(limits::kRequestBytes);
+  // httplib's default, SO_REUSEPORT, would let a second studio listen on the
+  // same port and take a share of the connections: only SO_REUSEADDR, so a
+  // restarted studio gets its port back at once and a taken one is an error.
+  http.set_socket_options([](socket_t socket) {
+    int const yes = 1;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
   // Each keystroke is one small request: send it at once, and keep the
-  // browser's connections for a whole session of typing.
+  // browser's connections while typing.
   http.set_tcp_nodelay(true);
   http.set_keep_alive_max_count(100'000);
-  http.set_keep_alive_timeout(60);
+  // An open connection holds one of the pool's threads even when idle, and a
+  // browser keeps several, leaving some behind when it abandons a request:
+  // enough threads for a few tabs, and idle connections closed soon.
+  http.set_keep_alive_timeout(kKeepAliveSeconds);
+  http.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
 
   http.set_pre_routing_handler([this](httplib::Request const& request, httplib::Response& response) {
     response.set_header("X-Content-Type-Options", "nosniff");
@@ -197,12 +225,10 @@ void Server::Route() {
   auto const answer = [](httplib::Response& response, Response const& result) {
     SetJson(response, result.status, result.body);
   };
-  http.Get("/api/examples", [this, answer](httplib::Request const&, httplib::Response& response) {
-    answer(response, api_.Examples());
-  });
-  http.Get("/api/types", [this, answer](httplib::Request const&, httplib::Response& response) {
-    answer(response, api_.Types());
-  });
+  http.Get("/api/examples",
+           [this, answer](httplib::Request const&, httplib::Response& response) { answer(response, api_.Examples()); });
+  http.Get("/api/types",
+           [this, answer](httplib::Request const&, httplib::Response& response) { answer(response, api_.Types()); });
   http.Post("/api/data", [this, answer](httplib::Request const& request, httplib::Response& response) {
     answer(response, api_.Data(request.body));
   });

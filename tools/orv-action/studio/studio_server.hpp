@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -33,7 +34,8 @@ class Server {
   // Serves until Stop is called; returns at once when Bind did not succeed.
   void Serve();
 
-  // Makes Serve return once the requests under way are answered. Any thread.
+  // Makes Serve return once the requests under way are answered, or keeps
+  // it from serving when it has not begun. Any thread, any number of times.
   void Stop();
 
  private:
@@ -43,6 +45,8 @@ class Server {
   std::string token_;
   std::uint16_t port_ = 0;
   std::unique_ptr<httplib::Server> http_;
+  std::atomic<bool> serving_ = false;
+  std::atomic<bool> stopRequested_ = false;
 };
 
 // A new random token: 32 hexadecimal digits from the kernel's random source.
