@@ -11,6 +11,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libsqlite3-dev
   openssl python3-aiosmtpd
+  libcpp-httplib-dev chromium
 )
 
 missing=()
