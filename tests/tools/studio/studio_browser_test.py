@@ -469,7 +469,8 @@ def main():
         expect_equal(bare.evaluate("document.getElementById('connection').textContent"),
                      "This address lacks the token: open the address that orv-action studio printed.",
                      "a page without the token says so")
-    except Failure as failure:
+    except (Failure, OSError) as failure:
+        # OSError: orv-action or chromium cannot be started (install-deps.sh installs chromium).
         print(f"FAILED: {failure}", file=sys.stderr)
         if os.path.exists(log):
             with open(log, errors="replace") as file:
