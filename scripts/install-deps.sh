@@ -13,6 +13,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libsqlite3-dev
   openssl python3-aiosmtpd
+  libcpp-httplib-dev chromium
 )
 if [ "${1:-}" = "fuzz" ]; then
   # libFuzzer and the sanitizers' runtime come with clang's runtime package.

@@ -49,6 +49,7 @@ std::string Overview() {
          "  types   list the action types of the plug-ins and their properties\n"
          "  test    make an action, set its properties and fire it once\n"
          "  run     run a device's actions on recorded events\n"
+         "  studio  serve a web page to write, preview and check templates live\n"
          "  help    describe the program or one of its commands\n"
          "\n"
          "'orv-action help <command>' or 'orv-action <command> --help' describes a command.\n";

@@ -57,7 +57,7 @@ TEST_F(Program, WithoutACommandPrintsTheCommandsAndFails) {
   EXPECT_EQ(outcome.exit, 2);
   EXPECT_EQ(outcome.out, "");
   EXPECT_EQ(outcome.err.rfind("usage: orv-action <command> [arguments]\n", 0), 0U) << outcome.err;
-  for (char const* command : {"  data ", "  render ", "  types ", "  test ", "  run "}) {
+  for (char const* command : {"  data ", "  render ", "  types ", "  test ", "  run ", "  studio "}) {
     EXPECT_NE(outcome.err.find(command), std::string::npos) << command;
   }
 }

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "orv/action/serialize.hpp"
+
 namespace orv::tool {
 namespace {
 
@@ -45,5 +47,9 @@ class ToJsonVisitor : public boost::static_visitor<nlohmann::json> {
 }  // namespace
 
 nlohmann::json ToJson(mstch::node const& data) { return boost::apply_visitor(ToJsonVisitor("$"), data); }
+
+nlohmann::json TemplateDataOf(std::shared_ptr<meta::data::Event const> const& event) {
+  return ToJson(action::SerializeEvent(event));
+}
 
 }  // namespace orv::tool

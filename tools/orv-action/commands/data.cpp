@@ -7,7 +7,6 @@
 #include "../commands.hpp"
 #include "../event_file.hpp"
 #include "../template_data_json.hpp"
-#include "orv/action/serialize.hpp"
 
 namespace orv::tool {
 
@@ -22,7 +21,7 @@ Command AddDataCommand(CLI::App& program) {
   return {parser, [path](std::ostream& out, std::ostream&) {
             auto const event =
                 path->empty() ? ReadEvent(SourceText("<bundled event>", bundled::kEvent)) : ReadEventFile(*path);
-            out << ToJson(action::SerializeEvent(event)).dump(2) << '\n';
+            out << TemplateDataOf(event).dump(2) << '\n';
             return 0;
           }};
 }

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <map>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -13,9 +12,9 @@
 #include "../input_file.hpp"
 #include "../limits.hpp"
 #include "../template_error.hpp"
+#include "../template_rendering.hpp"
 #include "orv/action/serialize.hpp"
 #include "orv/templating/syntax_error.hpp"
-#include "orv/templating/template.hpp"
 
 namespace orv::tool {
 namespace {
@@ -27,10 +26,6 @@ struct RenderArguments {
 };
 
 int Render(RenderArguments const& arguments, std::ostream& out, std::ostream& err) {
-  static std::map<std::string, templating::Escape> const kEscapes = {{"none", templating::Escape::None},
-                                                                     {"html", templating::Escape::Html},
-                                                                     {"url", templating::Escape::Url},
-                                                                     {"json", templating::Escape::Json}};
   if (arguments.event == "-" && arguments.templatePath == "-") {
     throw UsageError("EVENT and TEMPLATE cannot both read standard input");
   }
@@ -43,25 +38,21 @@ int Render(RenderArguments const& arguments, std::ostream& out, std::ostream& er
     InputFile file(arguments.templatePath);
     source.emplace(file.Name(), file.ReadAll(limits::kTemplateBytes, "a template"));
   }
-  std::optional<templating::Template> compiled;
+  std::optional<Rendering> rendering;
   try {
-    compiled.emplace(source->Text(), kEscapes.at(arguments.escape));
+    rendering.emplace(
+        RenderTemplate(source->Text(), templating::EscapeFromName(arguments.escape).value(), {}, action::SerializeEvent(event)));
   } catch (templating::SyntaxError const& error) {
     throw InputError(Describe(error, *source));
   }
-  mstch::map const data = action::SerializeEvent(event);
-  std::string text;
-  try {
-    for (auto const& missing : compiled->FindMissingNames(data)) {
-      err << (missing.partial.empty() ? source->Name() : "partial " + missing.partial) << ":" << missing.line << ":"
-          << missing.column << ": warning: the event's template data has no '" << missing.name << "'\n";
-    }
-    text = compiled->Render(data);
-  } catch (std::length_error const& error) {
-    // Past a limit of rendering: the template is what to change.
-    throw InputError(source->Name() + ": " + error.what());
+  for (auto const& missing : rendering->missingNames) {
+    err << DescribeMissingName(missing, *source) << '\n';
   }
-  out << text;
+  if (!rendering->failure.empty()) {
+    // Past a limit of rendering: the template is what to change.
+    throw InputError(source->Name() + ": " + rendering->failure);
+  }
+  out << rendering->text;
   return 0;
 }
 
@@ -82,7 +73,7 @@ Command AddRenderCommand(CLI::App& program) {
                      "the template file; \"-\" reads standard input (default: a bundled mail template)");
   parser->add_option("--escape", arguments->escape, "how values are escaped (default: none)")
       ->option_text("none|html|url|json")
-      ->check(CLI::IsMember({"none", "html", "url", "json"}));
+      ->check(CLI::IsMember(EscapeNames()));
   return {parser, [arguments](std::ostream& out, std::ostream& err) { return Render(*arguments, out, err); }};
 }
 

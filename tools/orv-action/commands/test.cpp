@@ -1,18 +1,15 @@
 #include <CLI/CLI.hpp>
-#include <chrono>
-#include <exception>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "../action_setup.hpp"
+#include "../action_test.hpp"
 #include "../commands.hpp"
 #include "../message_text.hpp"
 #include "../property_values.hpp"
-#include "orv/action/exception.hpp"
 #include "orv/action/loader.hpp"
-#include "orv/log/sink.hpp"
 
 namespace orv::tool {
 namespace {
@@ -30,31 +27,22 @@ int RunTest(TestArguments const& arguments, std::ostream& out, std::ostream& err
     auto const equals = setting.find('=');
     SetFromText(configurable.Get(setting.substr(0, equals)), setting.substr(equals + 1));
   }
-  // The audit text of the event Test makes: it carries no objects.
-  auto const event = std::make_shared<meta::data::Event const>(arguments.text, "test", "test_category",
-                                                               std::chrono::system_clock::now(), meta::data::Objects{});
-  out << "audit: " << configurable.action->GetAuditMessage(event) << '\n';
-  // What the action logs about a failure is printed beside its outcome;
-  // whatever the action throws is its outcome, reported as such.
-  std::string details;
-  log::Sink const previous = log::SetSink(
-      [&details](log::Record const& record) { details.append(details.empty() ? "" : "; ").append(record.text); });
-  struct RestoreSink {
-    log::Sink const& sink;
-    ~RestoreSink() { log::SetSink(sink); }
-  } const restore{previous};
-  try {
-    action::Action::Result const result = configurable.action->Test(arguments.text);
-    out << "outcome: executed" << (result ? "" : " (no result)") << '\n';
-    return 0;
-  } catch (action::Exception const& failure) {
-    auto const code = static_cast<std::uint32_t>(failure.GetCode());
-    err << "outcome: failed with code " << code << " (" << failure.GetLocalizedString() << ")"
-        << (details.empty() ? "" : ": " + details) << '\n';
-  } catch (std::exception const& failure) {
-    err << "outcome: failed: " << failure.what() << (details.empty() ? "" : "; " + details) << '\n';
-  } catch (...) {
-    err << "outcome: failed with an exception that is neither a std::exception nor an orv::action::Exception\n";
+  out << "audit: " << AuditOfTest(*configurable.action, arguments.text) << '\n';
+  TestOutcome const outcome = FireTest(*configurable.action, arguments.text);
+  switch (outcome.kind) {
+    case TestOutcome::Kind::Executed:
+      out << "outcome: executed" << (outcome.hasResult ? "" : " (no result)") << '\n';
+      return 0;
+    case TestOutcome::Kind::ActionFailure:
+      err << "outcome: failed with code " << outcome.code << " (" << outcome.key << ")"
+          << (outcome.detail.empty() ? "" : ": " + outcome.detail) << '\n';
+      break;
+    case TestOutcome::Kind::OtherFailure:
+      err << "outcome: failed: " << outcome.failure << (outcome.detail.empty() ? "" : "; " + outcome.detail) << '\n';
+      break;
+    case TestOutcome::Kind::UnknownFailure:
+      err << "outcome: failed with an exception that is neither a std::exception nor an orv::action::Exception\n";
+      break;
   }
   return 1;
 }
