@@ -10,5 +10,6 @@ Command AddRenderCommand(CLI::App& program);
 Command AddTypesCommand(CLI::App& program);
 Command AddTestCommand(CLI::App& program);
 Command AddRunCommand(CLI::App& program);
+Command AddOutboxCommand(CLI::App& program);
 
 }  // namespace orv::tool
