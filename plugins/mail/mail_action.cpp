@@ -1,5 +1,6 @@
 // The "orv.action.Mail" action: renders a mail from each event and sends it,
-// with libcurl, through a mail server.
+// with libcurl, through a mail server, at once or through the process's
+// outbox.
 
 #include <cstdint>
 #include <memory>
@@ -7,11 +8,11 @@
 #include <vector>
 
 #include "mail/address.hpp"
+#include "mail/mail_courier.hpp"
 #include "mail/mail_template.hpp"
-#include "mail/mime.hpp"
-#include "mail/smtp.hpp"
 #include "network/choice.hpp"
 #include "network/curl_pool.hpp"
+#include "network/network_action.hpp"
 #include "orv/action/action.hpp"
 #include "orv/action/field.hpp"
 #include "orv/action/registration.hpp"
@@ -23,12 +24,10 @@ namespace {
 using Texts = std::vector<std::string>;
 constexpr std::int64_t kMaxTimeoutMs = 3'600'000;
 
-class MailAction : public action::Action {
+class MailAction : public network::NetworkAction<MailAction, MailMessage> {
  public:
   static constexpr char const* kTypeName = "orv.action.Mail";
   static std::vector<property::Schema> GetSchemas();
-
-  MailAction() : Action(hash::MurmurThree32(kTypeName), {}) {}
 
   // The mail of one event; throws orv::action::Exception 7 when its body is
   // empty.
@@ -41,46 +40,39 @@ class MailAction : public action::Action {
     return std::get<MailMessage>(std::move(rendered));
   }
 
-  // Sends one mail; throws orv::action::Exception 1 to 6 or 8 when it fails.
-  void Send(MailMessage const& mail) const {
-    if (auto failure = mail::Send(pool_, mail, BuildMailText(mail), settings_)) {
-      network::Report(kTypeName, GetName(), *failure, {settings_.password});
-    }
-  }
-
-  // Returns the mail sent, a MailMessage.
-  Result Execute(std::shared_ptr<meta::data::Event const> event) const override {
-    auto mail = std::make_shared<MailMessage const>(Render(event));
-    Send(*mail);
-    return mail;
-  }
+  CourierPointer MakeCourier() const { return std::make_shared<MailCourier const>(settings_, pool_); }
 
   std::string const& GetHost() const noexcept { return settings_.host; }
   void SetHost(std::string host) {
     settings_.host = std::move(host);
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::int64_t GetPort() const noexcept {
     return settings_.port != 0 ? settings_.port : DefaultPort(settings_.security);
   }
   void SetPort(std::int64_t port) {
     settings_.port = network::CheckRange("port", port, 0, 65535);
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::string const& GetSecurity() const noexcept { return settings_.security; }
   void SetSecurity(std::string const& security) {
     settings_.security = network::CheckChoice("security", security, {"none", "starttls", "tls"});
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::string const& GetUsername() const noexcept { return settings_.username; }
   void SetUsername(std::string username) {
     settings_.username = std::move(username);
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::string const& GetPassword() const noexcept { return settings_.password; }
   void SetPassword(std::string password) {
     settings_.password = std::move(password);
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::string const& GetFrom() const noexcept { return template_.from; }
   void SetFrom(std::string from) {
@@ -113,20 +105,24 @@ class MailAction : public action::Action {
   bool GetVerifyTls() const noexcept { return settings_.connection.verifyTls; }
   void SetVerifyTls(bool verify) {
     settings_.connection.verifyTls = verify;
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::string const& GetCaFile() const noexcept { return settings_.connection.caFile; }
   void SetCaFile(std::string path) {
     settings_.connection.caFile = std::move(path);
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::int64_t GetConnectTimeoutMs() const noexcept { return settings_.connection.connectTimeoutMs; }
   void SetConnectTimeoutMs(std::int64_t ms) {
     settings_.connection.connectTimeoutMs = network::CheckRange("connect_timeout_ms", ms, 1, kMaxTimeoutMs);
+    SettingsChanged();
   }
   std::int64_t GetTimeoutMs() const noexcept { return settings_.connection.timeoutMs; }
   void SetTimeoutMs(std::int64_t ms) {
     settings_.connection.timeoutMs = network::CheckRange("timeout_ms", ms, 1, kMaxTimeoutMs);
+    SettingsChanged();
   }
 
  private:
@@ -135,14 +131,14 @@ class MailAction : public action::Action {
   std::string bodyText_;
   std::string htmlBodyText_;
   MailSettings settings_;
-  mutable network::CurlPool pool_;
+  std::shared_ptr<network::CurlPool> pool_ = std::make_shared<network::CurlPool>();
 };
 
 std::vector<property::Schema> MailAction::GetSchemas() {
   using action::properties::Field;
   using action::properties::SecretField;
   using M = MailAction;
-  return action::properties::Make({
+  return MakeSchemas({
       Field<&M::GetHost, &M::SetHost>("host", "The mail server's host name or address"),
       Field<&M::GetPort, &M::SetPort>(
           "port", "The mail server's port; 0 for the port of the security: 25 none, 587 starttls, 465 tls"),

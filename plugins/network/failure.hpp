@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +16,10 @@ namespace orv::plugins::network {
 struct Failure {
   action::exception::Code code;
   std::string detail;
+  // The HTTP status of the answer when there was one that failed; 0 otherwise.
+  long status = 0;
+  // How long the server asked the client to wait ("Retry-After"), if it did.
+  std::optional<std::chrono::milliseconds> retryAfter{};
 
   friend bool operator==(Failure const&, Failure const&) = default;
 };

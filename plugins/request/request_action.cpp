@@ -1,5 +1,6 @@
 // The "orv.action.Request" action: renders an HTTP request from each event
-// and sends it, with libcurl, to a web server.
+// and sends it, with libcurl, to a web server, at once or through the
+// process's outbox.
 
 #include <cstdint>
 #include <memory>
@@ -10,11 +11,12 @@
 #include "network/choice.hpp"
 #include "network/curl_pool.hpp"
 #include "network/failure.hpp"
+#include "network/network_action.hpp"
 #include "orv/action/action.hpp"
 #include "orv/action/field.hpp"
 #include "orv/action/registration.hpp"
 #include "orv/action/serialize.hpp"
-#include "request/request_sender.hpp"
+#include "request/request_courier.hpp"
 #include "request/request_template.hpp"
 
 namespace orv::plugins::request {
@@ -22,44 +24,31 @@ namespace {
 
 constexpr std::int64_t kMaxTimeoutMs = 3'600'000;
 
-class RequestAction : public action::Action {
+class RequestAction : public network::NetworkAction<RequestAction, RequestMessage> {
  public:
   static constexpr char const* kTypeName = "orv.action.Request";
   static std::vector<property::Schema> GetSchemas();
-
-  RequestAction() : Action(hash::MurmurThree32(kTypeName), {}) {}
 
   // The request of one event; throws orv::action::Exception 9 or 10 when its
   // address is empty or does not parse.
   RequestMessage Render(std::shared_ptr<meta::data::Event const> const& event) const {
     auto rendered = request::Render(template_, action::SerializeEvent(event));
     if (auto* failure = std::get_if<network::Failure>(&rendered)) {
-      network::Report(kTypeName, GetName(), *failure, {settings_.password, settings_.token});
+      network::Report(kTypeName, GetName(), *failure, {settings_.password, settings_.token, uriPassword_});
     }
     return std::get<RequestMessage>(std::move(rendered));
   }
 
-  // Sends one request; throws orv::action::Exception 11 to 15 when it fails.
-  void Send(RequestMessage const& message) const {
-    if (auto failure = request::Send(pool_, message, settings_)) {
-      std::vector<std::string> const inUri = PasswordsIn(message.uri);
-      std::vector<std::string_view> secrets(inUri.begin(), inUri.end());
-      secrets.insert(secrets.end(), {settings_.password, settings_.token});
-      network::Report(kTypeName, GetName(), *failure, secrets);
-    }
-  }
-
-  // Returns the request sent, a RequestMessage.
-  Result Execute(std::shared_ptr<meta::data::Event const> event) const override {
-    auto message = std::make_shared<RequestMessage const>(Render(event));
-    Send(*message);
-    return message;
-  }
+  CourierPointer MakeCourier() const { return std::make_shared<RequestCourier const>(settings_, pool_, uriPassword_); }
 
   std::string const& GetUri() const noexcept { return uriText_; }
   void SetUri(std::string text) {
     template_.uri = templating::Template(text, templating::Escape::Url);
+    // The password written in the address, whatever the event: rendered
+    // without data, every tag is empty.
+    uriPassword_ = PasswordOf(template_.uri.Render(mstch::map{}));
     uriText_ = std::move(text);
+    SettingsChanged();
   }
   std::string const& GetMethod() const noexcept { return template_.method; }
   void SetMethod(std::string const& method) {
@@ -88,43 +77,62 @@ class RequestAction : public action::Action {
   std::string const& GetAuth() const noexcept { return settings_.auth; }
   void SetAuth(std::string const& auth) {
     settings_.auth = network::CheckChoice("auth", auth, {"none", "basic", "digest", "bearer"});
+    SettingsChanged();
   }
   std::string const& GetUsername() const noexcept { return settings_.username; }
-  void SetUsername(std::string username) { settings_.username = std::move(username); }
+  void SetUsername(std::string username) {
+    settings_.username = std::move(username);
+    SettingsChanged();
+  }
   std::string const& GetPassword() const noexcept { return settings_.password; }
-  void SetPassword(std::string password) { settings_.password = std::move(password); }
+  void SetPassword(std::string password) {
+    settings_.password = std::move(password);
+    SettingsChanged();
+  }
   std::string const& GetToken() const noexcept { return settings_.token; }
-  void SetToken(std::string token) { settings_.token = std::move(token); }
+  void SetToken(std::string token) {
+    settings_.token = std::move(token);
+    SettingsChanged();
+  }
   bool GetVerifyTls() const noexcept { return settings_.connection.verifyTls; }
   void SetVerifyTls(bool verify) {
     settings_.connection.verifyTls = verify;
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::string const& GetCaFile() const noexcept { return settings_.connection.caFile; }
   void SetCaFile(std::string path) {
     settings_.connection.caFile = std::move(path);
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::string const& GetClientCertificate() const noexcept { return settings_.clientCertificate; }
   void SetClientCertificate(std::string path) {
     settings_.clientCertificate = std::move(path);
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::string const& GetClientKey() const noexcept { return settings_.clientKey; }
   void SetClientKey(std::string path) {
     settings_.clientKey = std::move(path);
-    pool_.Clear();
+    pool_->Clear();
+    SettingsChanged();
   }
   std::int64_t GetConnectTimeoutMs() const noexcept { return settings_.connection.connectTimeoutMs; }
   void SetConnectTimeoutMs(std::int64_t ms) {
     settings_.connection.connectTimeoutMs = network::CheckRange("connect_timeout_ms", ms, 1, kMaxTimeoutMs);
+    SettingsChanged();
   }
   std::int64_t GetTimeoutMs() const noexcept { return settings_.connection.timeoutMs; }
   void SetTimeoutMs(std::int64_t ms) {
     settings_.connection.timeoutMs = network::CheckRange("timeout_ms", ms, 1, kMaxTimeoutMs);
+    SettingsChanged();
   }
   std::string const& GetExpectedStatus() const noexcept { return settings_.expected.GetText(); }
-  void SetExpectedStatus(std::string const& text) { settings_.expected = ExpectedStatus(text); }
+  void SetExpectedStatus(std::string const& text) {
+    settings_.expected = ExpectedStatus(text);
+    SettingsChanged();
+  }
 
  private:
   RequestTemplate template_;
@@ -132,15 +140,16 @@ class RequestAction : public action::Action {
   std::string headersText_;
   std::string bodyText_;
   std::string bodyEscape_ = "auto";
+  std::string uriPassword_;
   RequestSettings settings_;
-  mutable network::CurlPool pool_;
+  std::shared_ptr<network::CurlPool> pool_ = std::make_shared<network::CurlPool>();
 };
 
 std::vector<property::Schema> RequestAction::GetSchemas() {
   using action::properties::Field;
   using action::properties::SecretField;
   using R = RequestAction;
-  return action::properties::Make({
+  return MakeSchemas({
       Field<&R::GetUri, &R::SetUri>(
           "uri",
           "The address the request goes to: a mustache template rendered with URL escaping, so values "

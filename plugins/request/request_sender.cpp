@@ -1,5 +1,6 @@
 #include "request/request_sender.hpp"
 
+#include <chrono>
 #include <memory>
 
 namespace orv::plugins::request {
@@ -88,7 +89,15 @@ std::optional<network::Failure> Send(network::CurlPool& pool, RequestMessage con
   }
   long status = 0;
   curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
-  return CheckResponse(status, body, settings.expected);
+  auto failure = CheckResponse(status, body, settings.expected);
+  if (failure) {
+    // libcurl reads both forms of the header, seconds and a date.
+    curl_off_t retryAfter = 0;
+    if (curl_easy_getinfo(handle, CURLINFO_RETRY_AFTER, &retryAfter) == CURLE_OK && retryAfter > 0) {
+      failure->retryAfter = std::chrono::seconds(retryAfter);
+    }
+  }
+  return failure;
 }
 
 }  // namespace orv::plugins::request

@@ -25,7 +25,8 @@ struct RequestSettings {
 };
 
 // Sends `message` with `settings` on a handle of `pool` and reads the
-// response: nullopt when the status is expected, otherwise the failure.
+// response: nullopt when the status is expected, otherwise the failure, with
+// the server's Retry-After when it sent one.
 // Redirects are not followed; only http and https are spoken. Blocks for at
 // most the settings' time-outs. Thread-safe.
 std::optional<network::Failure> Send(network::CurlPool& pool, RequestMessage const& message,

@@ -50,23 +50,69 @@ std::string Part(CURLU* url, CURLUPart part, unsigned int flags = 0) {
 
 }  // namespace
 
-std::string RedactUri(std::string_view uri) {
+namespace {
+
+// Where the password of an address's user information lies: the offsets of
+// its ':' and of the '@' after it; nothing when the address has none.
+struct PasswordPlace {
+  std::size_t colon;
+  std::size_t at;
+};
+
+std::optional<PasswordPlace> FindPassword(std::string_view uri) {
   auto const start = uri.find("://");
   if (start == std::string_view::npos) {
-    return std::string(uri);
+    return std::nullopt;
   }
   auto const authorityStart = start + 3;
   auto const authorityEnd = std::min(uri.find_first_of("/?#", authorityStart), uri.size());
   std::string_view const authority = uri.substr(authorityStart, authorityEnd - authorityStart);
   auto const at = authority.rfind('@');
   if (at == std::string_view::npos) {
-    return std::string(uri);
+    return std::nullopt;
   }
   auto const colon = authority.substr(0, at).find(':');
   if (colon == std::string_view::npos) {
+    return std::nullopt;
+  }
+  return PasswordPlace{authorityStart + colon, authorityStart + at};
+}
+
+}  // namespace
+
+std::string RedactUri(std::string_view uri) {
+  auto const place = FindPassword(uri);
+  return place ? WithPassword(WithoutPassword(uri), "***") : std::string(uri);
+}
+
+std::string PasswordOf(std::string_view uri) {
+  auto const place = FindPassword(uri);
+  return place ? std::string(uri.substr(place->colon + 1, place->at - place->colon - 1)) : std::string();
+}
+
+std::string WithoutPassword(std::string_view uri) {
+  auto const place = FindPassword(uri);
+  if (!place) {
     return std::string(uri);
   }
-  return std::string(uri.substr(0, authorityStart + colon + 1)) + "***" + std::string(uri.substr(authorityStart + at));
+  return std::string(uri.substr(0, place->colon)).append(uri.substr(place->at));
+}
+
+std::string WithPassword(std::string_view uri, std::string_view password) {
+  auto const start = uri.find("://");
+  if (start == std::string_view::npos || FindPassword(uri)) {
+    return std::string(uri);
+  }
+  auto const authorityStart = start + 3;
+  auto const authorityEnd = std::min(uri.find_first_of("/?#", authorityStart), uri.size());
+  auto const at = uri.substr(authorityStart, authorityEnd - authorityStart).rfind('@');
+  if (at == std::string_view::npos) {
+    return std::string(uri);
+  }
+  return std::string(uri.substr(0, authorityStart + at))
+      .append(":")
+      .append(password)
+      .append(uri.substr(authorityStart + at));
 }
 
 bool SendsBody(std::string_view method) noexcept { return method == "POST" || method == "PUT" || method == "PATCH"; }

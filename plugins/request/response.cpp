@@ -75,7 +75,7 @@ std::optional<network::Failure> CheckResponse(long status, std::string_view body
   if (!body.empty()) {
     detail += ": " + network::Excerpt(body, kBodyExcerpt);
   }
-  return network::Failure{Code::RequestFailed, std::move(detail)};
+  return network::Failure{Code::RequestFailed, std::move(detail), status};
 }
 
 network::Failure FailureOf(CURLcode code, std::string_view errorText) {

@@ -40,8 +40,9 @@ inline constexpr std::size_t kBodyExcerpt = 200;
 void KeepBodyStart(std::string& body, std::string_view data);
 
 // The failure of a response with `status` and `body`, fed from a buffer:
-// nullopt when `expected` accepts the status, otherwise code 13 with a detail
-// naming the status, what was expected and the first 200 bytes of the body.
+// nullopt when `expected` accepts the status, otherwise code 13 with the
+// status and a detail naming it, what was expected and the first 200 bytes of
+// the body.
 std::optional<network::Failure> CheckResponse(long status, std::string_view body, ExpectedStatus const& expected);
 
 // The failure of a transfer that libcurl ended with `code` (not CURLE_OK);

@@ -11,13 +11,31 @@
 #include "orv/object/write_name.hpp"
 
 namespace orv::action {
+namespace {
+
+// How many Test calls the thread is inside (an action's test may test another).
+thread_local unsigned testDepth = 0;
+
+// Counts the thread in for its life, also when Execute throws.
+class TestScope {
+ public:
+  TestScope() noexcept { ++testDepth; }
+  TestScope(TestScope const&) = delete;
+  TestScope& operator=(TestScope const&) = delete;
+  ~TestScope() { --testDepth; }
+};
+
+}  // namespace
 
 Action::Result Action::Test(std::string text) const {
   auto const now = std::chrono::time_point_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now());
   auto event =
       std::make_shared<meta::data::Event>(std::move(text), "test", "test_category", now, meta::data::Objects{});
+  TestScope const scope;
   return Execute(std::move(event));
 }
+
+bool Action::IsTesting() noexcept { return testDepth != 0; }
 
 std::string Action::GetAuditMessage(std::shared_ptr<meta::data::Event const> event) const {
   auto const& objects = event->GetObjects();

@@ -2,7 +2,9 @@
 
 #include <chrono>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <typeinfo>
 
 #include "orv/action/action.hpp"
@@ -71,6 +73,50 @@ TEST_F(Diagnostics, TestBypassesTheGateWhateverTheFlag) {
   auto const events = registered_->GetEvents();
   ASSERT_EQ(events.size(), 2U);
   EXPECT_EQ(events[1]->GetName(), "two");
+}
+
+// Records whether each Execute ran inside Test; throws for events named "throw".
+class TestWatcher : public Action {
+ public:
+  static constexpr char const* kTypeName = "orv.test.diagnostics.TestWatcher";
+  TestWatcher() : Action(hash::MurmurThree32(kTypeName), {}) {}
+  Result Execute(std::shared_ptr<meta::data::Event const> event) const override {
+    seen_.push_back(IsTesting());
+    if (event->GetName() == "throw") {
+      throw std::runtime_error("thrown inside Test");
+    }
+    if (event->GetName() == "nested") {
+      // Not a test: the thread is inside one all the same.
+      Execute(std::make_shared<meta::data::Event>("inner", "type", "category", meta::data::TimePoint{},
+                                                  meta::data::Objects{}));
+    }
+    if (event->GetName() == "other thread") {
+      // Another thread is not inside the test that runs on this one.
+      bool other = true;
+      std::thread([&other] { other = IsTesting(); }).join();
+      seen_.push_back(other);
+    }
+    return {};
+  }
+  std::vector<bool> const& Seen() const { return seen_; }
+
+ private:
+  mutable std::vector<bool> seen_;
+};
+
+TEST_F(Diagnostics, IsTestingHoldsOnlyWhileTestRunsExecute) {
+  auto const watcher = MakeShared<TestWatcher>();
+  EXPECT_FALSE(Action::IsTesting());
+  static_cast<Action const&>(*watcher).Execute(MakeEvent({}));
+  watcher->Test("fine");
+  EXPECT_FALSE(Action::IsTesting());
+  EXPECT_THROW(watcher->Test("throw"), std::runtime_error);
+  EXPECT_FALSE(Action::IsTesting());
+  watcher->Test("nested");
+  watcher->Test("other thread");
+  arm::SetState(1);
+  watcher->Process(MakeEvent({}));
+  EXPECT_EQ(watcher->Seen(), (std::vector<bool>{false, true, true, true, true, true, false, false}));
 }
 
 TEST_F(Diagnostics, AuditMessageWithAChannelAndARule) {

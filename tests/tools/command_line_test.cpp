@@ -50,6 +50,7 @@ std::string Overview() {
          "  test    make an action, set its properties and fire it once\n"
          "  run     run a device's actions on recorded events\n"
          "  studio  serve a web page to write, preview and check templates live\n"
+         "  outbox  list an outbox's pending and dead messages, re-queue dead ones\n"
          "  help    describe the program or one of its commands\n"
          "\n"
          "'orv-action help <command>' or 'orv-action <command> --help' describes a command.\n";
@@ -139,10 +140,12 @@ TEST_F(Program, OnlyOneInputMayBeStandardInput) {
     Outcome const outcome = Run(arguments, R"({"armed": true, "actions": []})");
     EXPECT_EQ(outcome.exit, 2);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err.rfind("orv-action run: CONFIG and EVENTS cannot both read standard input (EVENTS does when "
-                                "it is not given)\n\nusage: orv-action run CONFIG [EVENTS]\n",
-                                0),
-              0U)
+    EXPECT_EQ(
+        outcome.err.rfind(
+            "orv-action run: CONFIG and EVENTS cannot both read standard input (EVENTS does when "
+            "it is not given)\n\nusage: orv-action run CONFIG [EVENTS] [--outbox PATH] [--check] [--wait SECONDS]\n",
+            0),
+        0U)
         << outcome.err;
   }
   Outcome const render = Run({"render", "-", "-"});

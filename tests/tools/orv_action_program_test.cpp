@@ -57,7 +57,7 @@ TEST_F(Program, WithoutACommandPrintsTheCommandsAndFails) {
   EXPECT_EQ(outcome.exit, 2);
   EXPECT_EQ(outcome.out, "");
   EXPECT_EQ(outcome.err.rfind("usage: orv-action <command> [arguments]\n", 0), 0U) << outcome.err;
-  for (char const* command : {"  data ", "  render ", "  types ", "  test ", "  run ", "  studio "}) {
+  for (char const* command : {"  data ", "  render ", "  types ", "  test ", "  run ", "  studio ", "  outbox "}) {
     EXPECT_NE(outcome.err.find(command), std::string::npos) << command;
   }
 }
@@ -68,7 +68,8 @@ TEST_F(Program, EveryCommandHasHelp) {
       {"render", "usage: orv-action render [EVENT] [TEMPLATE] [--escape none|html|url|json]\n"},
       {"types", "usage: orv-action types\n"},
       {"test", "usage: orv-action test TYPE [--set NAME=VALUE]... [--text TEXT]\n"},
-      {"run", "usage: orv-action run CONFIG [EVENTS]\n"}};
+      {"run", "usage: orv-action run CONFIG [EVENTS] [--outbox PATH] [--check] [--wait SECONDS]\n"},
+      {"outbox", "usage: orv-action outbox PATH [--requeue ID]... [--requeue-all]\n"}};
   for (auto const& [command, usage] : usages) {
     Outcome const outcome = Run({command, "--help"});
     EXPECT_EQ(outcome.exit, 0) << command;
@@ -505,10 +506,32 @@ TEST_F(Program, RunRefusesBadConfigurationsBeforeAnythingRuns) {
       "orv-action run: value.json:1:101: $.actions[0].always_trigger: property 'always_trigger' expects true or false, "
       "found \"yes\"\n");
   Write("device.json", Device(true));
-  Outcome const events = Run({"run", "device.json"}, EventLine("one", 17) + "{\"name\": 1}\n");
+  Outcome const events = Run({"run", "device.json", "--check"}, EventLine("one", 17) + "{\"name\": 1}\n");
   EXPECT_EQ(events.exit, 1);
   EXPECT_EQ(events.out, "");
   EXPECT_EQ(events.err, "orv-action run: <stdin>:2:10: $.name: expected a string, found 1\n");
+}
+
+TEST_F(Program, RunActsOnEachLineAndCountsABadOneAndGoesOn) {
+  Write("device.json", Device(true));
+  Outcome const outcome =
+      Run({"run", "device.json"}, EventLine("one", 17) + "{\"name\": 1}\n\n" + "not json\n" + EventLine("two", 18));
+  EXPECT_EQ(outcome.exit, 1);
+  EXPECT_EQ(outcome.out,
+            "always: one\n"
+            "audit: action_id:0:rule_id:17 name:always\n"
+            "gated: one\n"
+            "audit: action_id:1:rule_id:17 name:gated\n"
+            "gated: two\n"
+            "audit: action_id:1:rule_id:18 name:gated\n"
+            "events read: 2\n"
+            "bad lines: 2\n"
+            "events of rules without actions: 0\n"
+            "actions fired: 3\n"
+            "failures: none\n");
+  EXPECT_EQ(outcome.err,
+            "orv-action run: <stdin>:2:10: $.name: expected a string, found 1\n"
+            "orv-action run: <stdin>:4:2: syntax error while parsing value - invalid literal; last read: 'no'\n");
 }
 
 TEST_F(Program, TheBundledDeviceRunsAsTheReadmeShows) {

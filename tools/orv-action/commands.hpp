@@ -11,5 +11,6 @@ Command AddTypesCommand(CLI::App& program);
 Command AddTestCommand(CLI::App& program);
 Command AddRunCommand(CLI::App& program);
 Command AddStudioCommand(CLI::App& program);
+Command AddOutboxCommand(CLI::App& program);
 
 }  // namespace orv::tool

@@ -8,6 +8,7 @@
 #include "json_field.hpp"
 #include "json_input.hpp"
 #include "limits.hpp"
+#include "orv/outbox/process.hpp"
 #include "property_values.hpp"
 
 namespace orv::tool {
@@ -63,8 +64,9 @@ Device ReadDevice(SourceText const& source) {
       observables.push_back(rule);
     }
     configurable.Get("observables");  // every action has it; checked before anything runs
-    device.actions.push_back(
-        std::make_unique<DeviceAction>(DeviceAction{std::move(configurable), std::move(observables), {}}));
+    std::string key = outbox::MakeActionKey(type.String(), configurable.action->GetName());
+    device.actions.push_back(std::make_unique<DeviceAction>(
+        DeviceAction{std::move(configurable), std::move(observables), {}, std::move(key), 0}));
   }
   return device;
 }

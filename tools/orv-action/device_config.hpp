@@ -19,6 +19,8 @@ struct DeviceAction {
   ConfigurableAction configurable;
   property::Property::Observables rules;
   std::vector<type::Binding> audits;  // one per rule, subscribed by the host right after the action
+  std::string key;                    // its key in the outbox's counters
+  std::uint64_t cooledDown = 0;       // the events its cool-down skipped, as last seen
 };
 
 // A device as a configuration describes it: one observable per rule id and

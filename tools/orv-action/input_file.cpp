@@ -1,6 +1,7 @@
 #include "input_file.hpp"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,6 +44,9 @@ bool InputFile::Fill() {
   start_ = 0;
   std::array<char, 65536> chunk{};
   while (true) {
+    if (stopped_ || (stop_ >= 0 && !WaitForInput())) {
+      return false;
+    }
     ssize_t const count = ::read(descriptor_, chunk.data(), chunk.size());
     if (count > 0) {
       buffered_.append(chunk.data(), static_cast<std::size_t>(count));
@@ -55,6 +59,17 @@ bool InputFile::Fill() {
       throw InputError(name_ + ": cannot read: " + std::strerror(errno));
     }
   }
+}
+
+bool InputFile::WaitForInput() {
+  std::array<pollfd, 2> descriptors{{{descriptor_, POLLIN, 0}, {stop_, POLLIN, 0}}};
+  while (::poll(descriptors.data(), descriptors.size(), -1) < 0) {
+    if (errno != EINTR) {
+      throw InputError(name_ + ": cannot wait for input: " + std::strerror(errno));
+    }
+  }
+  stopped_ = descriptors[1].revents != 0;
+  return !stopped_;
 }
 
 void InputFile::TooLarge(std::string const& place, std::size_t limit, std::string_view what) const {
@@ -81,6 +96,9 @@ bool InputFile::ReadLine(std::string& line, std::size_t limit, std::string_view 
     }
     std::size_t const searched = buffered_.size() - start_;
     if (!Fill()) {
+      if (stopped_) {
+        return false;
+      }
       break;
     }
     end = buffered_.find('\n', start_ + searched);

@@ -31,9 +31,18 @@ class InputFile {
   // The number of the line ReadLine returned last, from 1.
   std::size_t LineNumber() const noexcept { return lineNumber_; }
 
+  // Makes reading stop, as at the end of the file, as soon as `descriptor`
+  // is readable (a signal handler writes to it), even while a read waits for
+  // input; a line that was not complete then is dropped. -1: never.
+  void StopWhenReadable(int descriptor) noexcept { stop_ = descriptor; }
+  // Whether reading stopped for that descriptor.
+  bool Stopped() const noexcept { return stopped_; }
+
  private:
   // Appends up to one buffer's worth to buffered_; false at the end of the file.
   bool Fill();
+  // Waits until the file or the stop descriptor is readable; false for the latter.
+  bool WaitForInput();
   [[noreturn]] void TooLarge(std::string const& place, std::size_t limit, std::string_view what) const;
 
   std::string name_;
@@ -42,6 +51,8 @@ class InputFile {
   std::string buffered_;
   std::size_t start_ = 0;  // the first byte of buffered_ not yet returned
   std::size_t lineNumber_ = 0;
+  int stop_ = -1;
+  bool stopped_ = false;
 };
 
 // The whole content of the file at `path` ("-" for standard input), at most

@@ -63,7 +63,8 @@ int main(int argc, char** argv) {
   program.require_subcommand(0, 1);
   std::vector<Command> const commands = {orv::tool::AddDataCommand(program),  orv::tool::AddRenderCommand(program),
                                          orv::tool::AddTypesCommand(program), orv::tool::AddTestCommand(program),
-                                         orv::tool::AddRunCommand(program),   orv::tool::AddStudioCommand(program)};
+                                         orv::tool::AddRunCommand(program),   orv::tool::AddStudioCommand(program),
+                                         orv::tool::AddOutboxCommand(program)};
   CLI::App* help = orv::tool::AddSubcommand(program, "help", "describe the program or one of its commands",
                                             "Describes the command COMMAND, or without it the program.\n");
   std::string topic;

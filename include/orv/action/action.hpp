@@ -81,8 +81,15 @@ class ORV_ACTION_API Action : public std::enable_shared_from_this<Action> {
 
   // Runs Execute once, bypassing the armed-state gate, on a new event named
   // `text` of type "test" and category "test_category", stamped now and
-  // carrying no objects.
+  // carrying no objects. While that Execute runs, IsTesting() is true on the
+  // calling thread.
   Result Test(std::string text) const;
+
+  // Whether the calling thread is inside Execute called by Test. An action
+  // that normally queues its work (a network action handing its message to an
+  // outbox) does it at once for a test, so that the test reports the real
+  // outcome.
+  static bool IsTesting() noexcept;
 
   // The audit text of this action firing for `event` (which must not be null):
   // "channel_id:<c>:action_id:<a>:rule_id:<r>" when the event carries a

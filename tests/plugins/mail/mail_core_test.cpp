@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "mail/address.hpp"
+#include "mail/mail_courier.hpp"
 #include "mail/mail_template.hpp"
 #include "mail/mime.hpp"
 #include "mail/smtp.hpp"
@@ -196,6 +199,40 @@ TEST(DefaultPort, FollowsTheSecurity) {
   EXPECT_EQ(DefaultPort("none"), 25);
   EXPECT_EQ(DefaultPort("starttls"), 587);
   EXPECT_EQ(DefaultPort("tls"), 465);
+}
+
+TEST(MailCourier, StoresTheRenderedMailWithoutServerOrPassword) {
+  MailSettings settings;
+  settings.host = "mail.example.test";
+  settings.security = "tls";
+  settings.password = "s3cret";
+  MailCourier const courier(settings, std::make_shared<network::CurlPool>());
+  MailMessage mail = Sample();
+  mail.htmlBody = "<p>x</p>";
+  std::string const stored = courier.Encode(mail);
+  EXPECT_EQ(stored.find("s3cret"), std::string::npos);
+  EXPECT_EQ(stored.find("mail.example.test"), std::string::npos);
+  MailMessage expected = mail;
+  expected.messageId.clear();  // made from the delivery id when sent
+  EXPECT_EQ(courier.Decode(stored), expected);
+  EXPECT_EQ(courier.Destination(mail),
+            "smtps://mail.example.test:465 to a@example.test, b@example.test, c@example.test (and 1 bcc)");
+  EXPECT_EQ(courier.Secrets(mail), (std::vector<std::string>{"s3cret"}));
+  auto const what = [&](std::string const& bytes) {
+    try {
+      courier.Decode(bytes);
+    } catch (std::runtime_error const& error) {
+      return std::string(error.what());
+    }
+    return std::string("no std::runtime_error");
+  };
+  EXPECT_EQ(what(std::string("\xa1\x61v\x02", 4)), "not a stored mail of version 1");
+  EXPECT_EQ(what(std::string("\xa1\x61v\x01", 4)).rfind("a stored mail without its parts: ", 0), 0U);
+  EXPECT_EQ(what("\xff").rfind("not a stored mail: ", 0), 0U);
+}
+
+TEST(MessageIdForDelivery, IsTheDeliveryIdAtTheSendersDomain) {
+  EXPECT_EQ(MessageIdForDelivery("0123abcd-7", "camera@example.test"), "orv.0123abcd-7@example.test");
 }
 
 }  // namespace

@@ -8,8 +8,11 @@ received, before answering it:
   {"listener", "method", "target", "headers": [[name, value], ...], "body",
    "client": subject common name of the client certificate or "",
    "peer": the client's port, the same for requests on one connection}
-The first path segment chooses the answer:
-  /status/NNN[?long]  status NNN; "?long" makes the body 300 bytes
+An optional second argument is the port of "http" (for a test that starts
+the server where a client has been failing to connect). The first path
+segment chooses the answer:
+  /status/NNN[?long][?after=S]  status NNN; "long" makes the body 300
+                      bytes; "after=S" adds the header "Retry-After: S"
   /delay/MS           200 after MS milliseconds
   /close              closes the connection without answering
   /echo               400 with the target and the Authorization header as body
@@ -91,12 +94,14 @@ class Handler(BaseHTTPRequestHandler):
         segments = self.path.split("?")[0].split("/")
         first = segments[1] if len(segments) > 1 else ""
         authorization = self.headers.get("Authorization", "")
+        query = self.path.partition("?")[2].split("?")
         if first == "status":
             status = int(segments[2])
             text = f"status {status} from the test server"
-            if self.path.endswith("?long"):
+            if "long" in query:
                 text = (text + " " + "x" * 300)[:300]
-            self.answer(status, text.encode())
+            after = [item[6:] for item in query if item.startswith("after=")]
+            self.answer(status, text.encode(), [("Retry-After", after[0])] if after else ())
         elif first == "delay":
             time.sleep(int(segments[2]) / 1000)
             self.answer(200, b"late")
@@ -126,8 +131,8 @@ class Server(ThreadingHTTPServer):
     daemon_threads = True
     allow_reuse_address = True
 
-    def __init__(self, name, context):
-        super().__init__(("127.0.0.1", 0), Handler)
+    def __init__(self, name, context, port=0):
+        super().__init__(("127.0.0.1", port), Handler)
         self.name = name
         self.context = context
 
@@ -152,7 +157,7 @@ def tls_context(cert, key, client_ca=None):
 
 
 servers = {
-    "http": Server("http", None),
+    "http": Server("http", None, int(sys.argv[2]) if len(sys.argv) > 2 else 0),
     "https": Server("https", tls_context("server.pem", "server.key")),
     "self_signed": Server("self_signed", tls_context("self.pem", "self.key")),
     "mutual": Server("mutual", tls_context("server.pem", "server.key", "ca.pem")),

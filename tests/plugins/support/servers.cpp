@@ -54,13 +54,14 @@ void MakeCertificates(std::string const& directory) {
   }
 }
 
-ServerProcess::ServerProcess(std::string const& script, std::string const& certificates) {
+ServerProcess::ServerProcess(std::string const& script, std::string const& certificates, int port) {
   int input[2];
   int output[2];
   if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) {
     throw std::runtime_error("cannot make pipes");
   }
   std::string const path = ORV_TEST_SUPPORT_DIR "/" + script;
+  std::string const portText = std::to_string(port);
   pid_t const parent = getpid();
   pid_ = fork();
   if (pid_ == 0) {
@@ -71,7 +72,8 @@ ServerProcess::ServerProcess(std::string const& script, std::string const& certi
     }
     dup2(input[0], 0);
     dup2(output[1], 1);
-    execl("/usr/bin/python3", "python3", path.c_str(), certificates.c_str(), static_cast<char*>(nullptr));
+    execl("/usr/bin/python3", "python3", path.c_str(), certificates.c_str(), port != 0 ? portText.c_str() : nullptr,
+          static_cast<char*>(nullptr));
     _exit(127);
   }
   close(input[0]);

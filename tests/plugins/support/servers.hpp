@@ -19,11 +19,12 @@ namespace orv::test {
 void MakeCertificates(std::string const& directory);
 
 // A test server script run by /usr/bin/python3 with its certificate
-// directory. The child dies with the test process (and when its standard
+// directory, and `port` when it is not 0 (http_server.py listens there for
+// "http"). The child dies with the test process (and when its standard
 // input closes), so no server outlives a test, even a crashed one.
 class ServerProcess {
  public:
-  ServerProcess(std::string const& script, std::string const& certificates);
+  ServerProcess(std::string const& script, std::string const& certificates, int port = 0);
   ServerProcess(ServerProcess const&) = delete;
   ServerProcess& operator=(ServerProcess const&) = delete;
   ~ServerProcess();

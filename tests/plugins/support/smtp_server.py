@@ -12,7 +12,9 @@ Addresses choose failures: a sender starting with "reject-sender" gets 550;
 recipients "reject@..." get 550, "slow@..." are answered after 3 seconds,
 "drop@..." make the server close the connection; "quote-login@..." get 550
 quoting the login and password the session authenticated with;
-"reject-data@..." makes the DATA fail with 554.
+"reject-data@..." makes the DATA fail with 554; "flaky@..." makes it fail with
+451 the first time a Message-ID is seen, and the server then prints
+  {"listener", "refused_message_id"}.
 Exits when its standard input closes, so it never outlives the test.
 """
 import asyncio
@@ -51,6 +53,7 @@ def part_text(message, subtype):
 class Handler:
     def __init__(self, name):
         self.name = name
+        self.refused = set()
 
     async def handle_MAIL(self, server, session, envelope, address, options):
         if address.startswith("reject-sender"):
@@ -80,6 +83,12 @@ class Handler:
             return "554 5.6.0 message content refused"
         data = envelope.original_content
         message = email.message_from_bytes(data, policy=email.policy.default)
+        if any(r.startswith("flaky@") for r in envelope.rcpt_tos):
+            message_id = str(message["Message-ID"])
+            if message_id not in self.refused:
+                self.refused.add(message_id)
+                emit({"listener": self.name, "refused_message_id": message_id})
+                return "451 4.3.0 try again later"
         data_ = session.auth_data
         login = data_.login.decode() if isinstance(data_, LoginPassword) else ""
         emit({"listener": self.name, "mail_from": envelope.mail_from, "rcpt_tos": envelope.rcpt_tos,

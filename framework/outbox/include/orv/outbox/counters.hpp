@@ -20,6 +20,10 @@ struct Counters {
   std::chrono::nanoseconds oldestPendingAge{0};
   // Whether a sender is registered; without one, pending messages wait.
   bool hasSender = false;
+  // Events the action skipped for its cool-down, never handed over. Counted
+  // by the action since it was made: GetActionCounters (process.hpp) fills
+  // it in, Outbox::GetCounters leaves it 0.
+  std::uint64_t cooledDown = 0;
 };
 
 }  // namespace orv::outbox
