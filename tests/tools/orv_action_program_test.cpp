@@ -329,6 +329,18 @@ TEST_F(Program, TestFiresTheActionWithItsProperties) {
   EXPECT_EQ(Slurp(dir_ / "out.log"), "hello/test\n");
 }
 
+TEST_F(Program, TestWarnsAboutNamesATemplateUsesThatTheTestEventLacks) {
+  Outcome const outcome = Run({"test", "orv.action.File", "--set", "path=out.log", "--set",
+                               "template={{the_event.name}}\n{{the_event.nmae}} {{>kind}}\n", "--text", "hello"});
+  EXPECT_EQ(outcome.exit, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "--set template:2:1: warning: the event's template data has no 'the_event.nmae'\n");
+  EXPECT_EQ(outcome.out, "audit: action_id:0:rule_id:4294967295\noutcome: executed\n");
+  EXPECT_EQ(Slurp(dir_ / "out.log"), "hello\n \n");
+  // A value that is no template, or does not compile, gets no warning here.
+  Outcome const plain = Run({"test", "orv.action.File", "--set", "path=out2.log", "--set", "template=plain {{#open\n"});
+  EXPECT_EQ(plain.err.find("warning"), std::string::npos) << plain.err;
+}
+
 TEST_F(Program, TheFileActionEscapesAsItsEscapePropertySays) {
   std::string const tmpl = "template=<{{the_event.name}}>\n";
   for (auto const& [escape, expected] :

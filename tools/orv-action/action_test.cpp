@@ -11,11 +11,13 @@
 
 namespace orv::tool {
 
+std::shared_ptr<meta::data::Event const> MakeTestEvent(std::string const& text) {
+  return std::make_shared<meta::data::Event const>(text, "test", "test_category", std::chrono::system_clock::now(),
+                                                   meta::data::Objects{});
+}
+
 std::string AuditOfTest(action::Action const& action, std::string const& text) {
-  // The event that Test makes carries no objects.
-  auto const event = std::make_shared<meta::data::Event const>(text, "test", "test_category",
-                                                               std::chrono::system_clock::now(), meta::data::Objects{});
-  return action.GetAuditMessage(event);
+  return action.GetAuditMessage(MakeTestEvent(text));
 }
 
 TestOutcome FireTest(action::Action const& action, std::string const& text) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "orv/action/action.hpp"
+#include "orv/meta/data/event.hpp"
 
 namespace orv::tool {
 
@@ -28,6 +30,10 @@ struct TestOutcome {
   // "; ". Plug-ins write secrets as "***".
   std::string detail;
 };
+
+// The event that Action::Test makes for `text`: named `text`, of type "test",
+// with no objects.
+std::shared_ptr<meta::data::Event const> MakeTestEvent(std::string const& text);
 
 // The audit message of the test event named `text`, as the action writes it.
 std::string AuditOfTest(action::Action const& action, std::string const& text);

@@ -40,8 +40,8 @@ int Render(RenderArguments const& arguments, std::ostream& out, std::ostream& er
   }
   std::optional<Rendering> rendering;
   try {
-    rendering.emplace(
-        RenderTemplate(source->Text(), templating::EscapeFromName(arguments.escape).value(), {}, action::SerializeEvent(event)));
+    rendering.emplace(RenderTemplate(source->Text(), templating::EscapeFromName(arguments.escape).value(), {},
+                                     action::SerializeEvent(event)));
   } catch (templating::SyntaxError const& error) {
     throw InputError(Describe(error, *source));
   }
