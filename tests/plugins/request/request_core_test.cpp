@@ -206,7 +206,7 @@ TEST(KeepBodyStart, KeepsTheFirst201BytesOfABodyInPieces) {
 // which then spanned three lines of the log.
 TEST(CheckResponse, KeepsTheDetailOnOneLineWhateverTheExpectedStatusesHold) {
   EXPECT_EQ(CheckResponse(219, "", ExpectedStatus("201\n\n")),
-            (network::Failure{Code::RequestFailed, "HTTP status 219, expected 201  "}));
+            (network::Failure{Code::RequestFailed, "HTTP status 219, expected 201  ", 219}));
   EXPECT_EQ(CheckResponse(500, "", ExpectedStatus("\r\n200 ,\t404\n"))->detail,
             "HTTP status 500, expected   200 , 404 ");
 }

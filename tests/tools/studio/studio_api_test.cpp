@@ -307,7 +307,8 @@ TEST_F(StudioApiTest, TestRefusesWhatCannotBeFired) {
        422,
        Error("action",
              "request body:1:23: $.properties.nope: unknown property 'nope' of action type "
-             "'orv.action.File'; its properties are always_trigger, name, observables, path, template")},
+             "'orv.action.File'; its properties are always_trigger, escape, name, observables, partials, path, "
+             "template")},
       {{{"type", "orv.action.File"}, {"properties", {{"path", 1}}}},
        422,
        Error("action", "request body:1:23: $.properties.path: property 'path' expects a string, found 1")},
