@@ -189,7 +189,7 @@ TEST_F(RequestDelivery, APublishDoesNotWaitForAServerThatAnswersAfterFiveSeconds
   EXPECT_EQ(CountersOf("slow").sent, 0U);
   EXPECT_EQ(server_->Next()["target"], "/delay/5000");
   EXPECT_EQ(CountersOf("slow").sent, 0U);
-  EXPECT_TRUE(Eventually([&] { return CountersOf("slow").sent == 1; }, seconds(15)));
+  EXPECT_TRUE(Eventually([&] { return CountersOf("slow").sent == 1; }, seconds(30)));
 }
 
 TEST_F(RequestDelivery, APermanentFailureIsSentOnceAndDiesWithItsCode) {

@@ -33,7 +33,7 @@ class ServerProcess {
   int Port(std::string const& listener) const { return ports_.at(listener).get<int>(); }
   // The next record the server printed; throws std::runtime_error after
   // `timeout` without one.
-  nlohmann::json Next(std::chrono::milliseconds timeout = std::chrono::seconds(5));
+  nlohmann::json Next(std::chrono::milliseconds timeout = std::chrono::seconds(30));
   // Whether a record arrives within `timeout`.
   bool HasNext(std::chrono::milliseconds timeout);
 
