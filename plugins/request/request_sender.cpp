@@ -1,7 +1,10 @@
 #include "request/request_sender.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
+
+#include "orv/outbox/retry_policy.hpp"
 
 namespace orv::plugins::request {
 namespace {
@@ -94,7 +97,10 @@ std::optional<network::Failure> Send(network::CurlPool& pool, RequestMessage con
     // libcurl reads both forms of the header, seconds and a date.
     curl_off_t retryAfter = 0;
     if (curl_easy_getinfo(handle, CURLINFO_RETRY_AFTER, &retryAfter) == CURLE_OK && retryAfter > 0) {
-      failure->retryAfter = std::chrono::seconds(retryAfter);
+      // Any wait past the longest give-up time means the same: give up. The
+      // cap keeps a server's large number from overflowing the conversion.
+      auto const longest = std::chrono::duration_cast<std::chrono::seconds>(outbox::kLongestRetryTime).count();
+      failure->retryAfter = std::chrono::seconds(std::min<curl_off_t>(retryAfter, longest + 1));
     }
   }
   return failure;

@@ -42,8 +42,13 @@ std::int64_t ToStored(TimePoint time) {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
 }
 
+// A damaged or hand-edited file may hold any number. Reading it as the
+// nearest end of 1970-01-01 .. 2200-01-01 keeps the message (it is still
+// delivered) and keeps every later sum and difference of times in range.
 TimePoint FromStored(std::int64_t nanoseconds) {
-  return TimePoint(std::chrono::duration_cast<TimePoint::duration>(std::chrono::nanoseconds(nanoseconds)));
+  constexpr std::int64_t kLatest = 7'258'118'400LL * 1'000'000'000LL;  // 2200-01-01T00:00:00Z
+  return TimePoint(std::chrono::duration_cast<TimePoint::duration>(
+      std::chrono::nanoseconds(std::clamp<std::int64_t>(nanoseconds, 0, kLatest))));
 }
 
 std::string ColumnText(sqlite3_stmt* statement, int column) {

@@ -24,6 +24,11 @@ void Validate(RetryPolicy const& policy) {
     throw std::invalid_argument("a retry policy's give-up time must not be negative, not " +
                                 std::to_string(policy.giveUpAfter.count()) + " ms");
   }
+  if (policy.maxDelay > kLongestRetryTime || policy.giveUpAfter > kLongestRetryTime) {
+    throw std::invalid_argument("a retry policy's maximum delay (" + std::to_string(policy.maxDelay.count()) +
+                                " ms) and give-up time (" + std::to_string(policy.giveUpAfter.count()) +
+                                " ms) must not exceed " + std::to_string(kLongestRetryTime.count()) + " ms");
+  }
 }
 
 std::chrono::nanoseconds RetryDelay(RetryPolicy const& policy, std::uint32_t failures, double jitter) {
@@ -47,17 +52,19 @@ std::optional<TimePoint> NextAttempt(RetryPolicy const& policy, TimePoint queued
   auto delay = std::chrono::duration_cast<TimePoint::duration>(RetryDelay(policy, failures, jitter));
   auto const honoured = retryAfter && *retryAfter > std::chrono::milliseconds::zero();
   if (honoured) {
+    // The receiver asked us not to come back before the deadline: give up now
+    // rather than against its wish. Compared before any sum, since a
+    // receiver's number may be as large as it likes.
+    if (*retryAfter > std::chrono::duration_cast<std::chrono::milliseconds>(deadline - failedAt)) {
+      return std::nullopt;
+    }
     delay = std::max(delay, std::chrono::duration_cast<TimePoint::duration>(*retryAfter));
   }
   auto const next = failedAt + delay;
   if (next <= deadline) {
     return next;
   }
-  // The receiver asked us not to come back before the deadline: give up now
-  // rather than against its wish. Otherwise make one last attempt at the deadline.
-  if (honoured && failedAt + std::chrono::duration_cast<TimePoint::duration>(*retryAfter) > deadline) {
-    return std::nullopt;
-  }
+  // Make one last attempt at the deadline rather than skip it.
   return deadline;
 }
 

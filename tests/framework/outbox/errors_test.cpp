@@ -124,6 +124,37 @@ TEST_F(OutboxTest, ADatabaseThatUsedEverySequenceNumberRefusesNewMessages) {
   EXPECT_TRUE(outbox.ListPending().empty());
 }
 
+// Found by fuzz_outbox: a time stored as the smallest 64-bit number made the
+// age of the oldest pending message overflow.
+TEST_F(OutboxTest, StoredTimesOutOfRangeAreReadAsTheNearestEnd) {
+  auto settings = MakeSettings();
+  { Outbox outbox(settings); }
+  ExecuteSql(settings.path,
+             "INSERT INTO message(delivery_id, action_key, event_id, destination, payload, accepted_at, queued_at, "
+             "attempts, next_attempt_at, last_code, last_detail) VALUES('d1', 'webhook', 7, 'https://x.test/', 'p', "
+             "-9223372036854775808, 9223372036854775807, 1, 9223372036854775807, 13, 'HTTP 503')");
+  Outbox outbox(settings);
+  auto const pending = outbox.ListPending();
+  ASSERT_EQ(pending.size(), 1U);
+  EXPECT_EQ(pending[0].acceptedAt, TimePoint{});
+  EXPECT_EQ(pending[0].queuedAt, TimePoint(std::chrono::seconds(7'258'118'400)));  // 2200-01-01
+  EXPECT_EQ(pending[0].nextAttemptAt, TimePoint(std::chrono::seconds(7'258'118'400)));
+  EXPECT_EQ(outbox.GetCounters("webhook").oldestPendingAge, FakeClock::kStart.time_since_epoch());
+}
+
+TEST_F(OutboxTest, RetryTimesBeyondTenYearsAreRefused) {
+  auto outbox = Open();
+  auto sender = MakeSender([](Message const&, std::size_t) { return Outcome::Sent(); });
+  try {
+    outbox->Register("webhook", sender.AsSender(), {.giveUpAfter = std::chrono::hours(24 * 3654)});
+    FAIL() << "registered";
+  } catch (std::invalid_argument const& error) {
+    EXPECT_EQ(std::string(error.what()),
+              "a retry policy's maximum delay (300000 ms) and give-up time (315705600000 ms) must not exceed "
+              "315619200000 ms");
+  }
+}
+
 TEST_F(OutboxTest, ADatabaseInUseByAnotherOutboxIsRefused) {
   auto settings = MakeSettings();
   Outbox first(settings);

@@ -219,6 +219,18 @@ TEST_F(OutboxTest, ARetryAfterBeyondTheDeadlineGivesUpAtOnce) {
   EXPECT_EQ(dead[0].lastDetail, "HTTP 503");
 }
 
+TEST_F(OutboxTest, TheLargestRetryAfterGivesUpAtOnce) {
+  auto outbox = Open();
+  outbox->Accept(MakeSubmission("webhook", "x"));
+  auto sender = MakeSender([](Message const&, std::size_t) {
+    return Outcome::TransientFailure(13, "HTTP 503", std::chrono::milliseconds::max());
+  });
+  outbox->Register("webhook", sender.AsSender(), {});
+  ASSERT_TRUE(Eventually([&] { return outbox->GetCounters("webhook").dead == 1; }));
+  EXPECT_EQ(sender.CountAttempts(), 1U);
+  EXPECT_EQ(outbox->ListDead().at(0).deadReason, DeadReason::kGaveUp);
+}
+
 TEST_F(OutboxTest, ARequeuedDeadMessageIsSentAgainWithItsDeliveryId) {
   auto outbox = Open();
   auto const first = outbox->Accept(MakeSubmission("webhook", "one"));
