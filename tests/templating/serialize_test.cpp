@@ -128,8 +128,7 @@ class SerializeEventTest : public ::testing::Test {
 // hold, come out exactly on every target.
 TEST_F(SerializeEventTest, LargestIdAndTimesAfter2038) {
   using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
-  auto event =
-      std::make_shared<data::Event>("Gate", "motion", "video", TimePoint(4294967296s + 1ns), Objects{});
+  auto event = std::make_shared<data::Event>("Gate", "motion", "video", TimePoint(4294967296s + 1ns), Objects{});
   event->SetId(4294967295U);
   event->SetEnd(TimePoint::max());
   mstch::map const result = SerializeEvent(event);
