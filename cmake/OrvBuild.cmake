@@ -40,6 +40,14 @@ if(ORV_BUILD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# 64-bit time and file offsets on 32-bit targets (armhf): glibc's time_t and
+# off_t are 32 bits there unless asked, which breaks times after 2038-01-19
+# and files over 2 GiB. No public header carries a time_t or off_t, so code
+# built against the installed package need not use the same setting.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
+
 include(GenerateExportHeader)
 
 # orv_add_library(<name> SOURCES <files...> [DEPENDS <targets...>] [PRIVATE_DEPENDS <targets...>])

@@ -14,6 +14,7 @@
 #include "orv/action/registry.hpp"
 #include "orv/arm/state.hpp"
 #include "orv/system/library_path.hpp"
+#include "orv/test/emulator.hpp"
 #include "orv/test/working_directory.hpp"
 
 namespace orv::action {
@@ -155,8 +156,7 @@ TEST(Loader, LoadPassesItsOptionsToTheTrial) {
   plugin::Report const report = plugin::Load(options);
   ASSERT_EQ(report.failed.size(), 6U);
   for (auto const& failure : report.failed) {
-    EXPECT_EQ(failure.error,
-              "could not start the plug-in scanner " + options.scanner.string() + ": No such file or directory")
+    EXPECT_EQ(failure.error, test::ScannerStartFailure(options.scanner.string(), "No such file or directory"))
         << failure.path;
   }
   EXPECT_TRUE(report.loaded.empty());

@@ -4,7 +4,11 @@ of its public API: every exported function or object of namespace orv must be
 named in one of the library's public headers.
 
 usage: check_exports.py LIBRARY INCLUDE_DIR [INCLUDE_DIR...]
+
+The environment variable ORV_NM names the nm to use (the target's, for a
+cross build); "nm" by default.
 """
+import os
 import pathlib
 import re
 import subprocess
@@ -12,7 +16,7 @@ import sys
 
 
 def exported_names(library):
-    listing = subprocess.run(["nm", "-DC", "--defined-only", library], check=True, capture_output=True,
+    listing = subprocess.run([os.environ.get("ORV_NM", "nm"), "-DC", "--defined-only", library], check=True, capture_output=True,
                              text=True).stdout
     for line in listing.splitlines():
         parts = line.split(None, 2)

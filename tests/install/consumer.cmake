@@ -32,7 +32,15 @@ endfunction()
 # the orv_action package under <prefix>, builds it, installs its plug-in beside
 # the installed liborv_action, and checks what the consumer prints.
 function(build_consumer prefix build_dir)
-  run(${CMAKE_COMMAND} -S "${SOURCE_DIR}" -B "${build_dir}" -G "${GENERATOR}" "-DCMAKE_PREFIX_PATH=${prefix}")
+  if(CONSUMER_TOOLCHAIN)
+    # As a firmware build does: the toolchain, and the staging directory as a
+    # root to find packages under, the target's own libraries in the sysroot.
+    run(${CMAKE_COMMAND} -S "${SOURCE_DIR}" -B "${build_dir}" -G "${GENERATOR}"
+        "-DCMAKE_TOOLCHAIN_FILE=${CONSUMER_TOOLCHAIN}" "-DORV_SYSROOT=${CONSUMER_SYSROOT}"
+        "-DCMAKE_FIND_ROOT_PATH=${prefix}" "-DCMAKE_PREFIX_PATH=/")
+  else()
+    run(${CMAKE_COMMAND} -S "${SOURCE_DIR}" -B "${build_dir}" -G "${GENERATOR}" "-DCMAKE_PREFIX_PATH=${prefix}")
+  endif()
   run(${CMAKE_COMMAND} --build "${build_dir}")
   run(${CMAKE_COMMAND} --install "${build_dir}")
   check_consumer_output("${build_dir}/consumer" "with CMake against ${prefix}")

@@ -124,6 +124,25 @@ class SerializeEventTest : public ::testing::Test {
   ScopedTimeZone zone_{"UTC0"};
 };
 
+// The largest event id and times after 2038, up to the last a time point can
+// hold, come out exactly on every target.
+TEST_F(SerializeEventTest, LargestIdAndTimesAfter2038) {
+  using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
+  auto event = std::make_shared<data::Event>("Gate", "motion", "video", TimePoint(4294967296s + 1ns), Objects{});
+  event->SetId(4294967295U);
+  event->SetEnd(TimePoint::max());
+  mstch::map const result = SerializeEvent(event);
+  auto const& theEvent = boost::get<mstch::map>(result.at("the_event"));
+  EXPECT_EQ(boost::get<std::string>(theEvent.at("id")), "4294967295");
+  auto const& start = boost::get<mstch::map>(theEvent.at("start"));
+  EXPECT_EQ(boost::get<std::string>(start.at("iso8601")), "2106-02-07T06:28:16.000000001+00:00");
+  EXPECT_EQ(boost::get<std::string>(start.at("epoch")), "4294967296");
+  EXPECT_EQ(boost::get<std::string>(start.at("year")), "2106");
+  auto const& end = boost::get<mstch::map>(theEvent.at("end"));
+  EXPECT_EQ(boost::get<std::string>(end.at("iso8601")), "2262-04-11T23:47:16.854775807+00:00");
+  EXPECT_EQ(boost::get<std::string>(end.at("epoch")), "9223372036");
+}
+
 TEST_F(SerializeEventTest, EventWithoutObjectsEndsWithIp) {
   mstch::map const result = SerializeEvent(MakeEvent("motion", {}));
   ASSERT_EQ(result.size(), 1U);

@@ -1,5 +1,6 @@
 #include "orv/chrono/save.hpp"
 
+#include <cstdint>
 #include <iterator>
 
 #include "orv/templating/serialize/archive/output/data.hpp"
@@ -30,14 +31,14 @@ void SaveTimeFields(templating::serialize::archive::output::Data& archive, std::
   std::string hours = utc ? std::string("00") : iso.substr(30, 2);
   std::string minutes = utc ? std::string("00") : iso.substr(33, 2);
   // Integer division truncates toward zero, as the epoch field must.
-  long const epoch = static_cast<long>(sinceEpoch.count() / 1000000000);
+  std::int64_t const epoch = sinceEpoch.count() / 1000000000;
 
   for (std::size_t i = 0; i < std::size(kFields); ++i) {
     archive.SetNextName(kFields[i].name);
     archive.SaveText(std::move(values[i]));
   }
   archive.SetNextName("epoch");
-  archive.SaveValue<long>(epoch);
+  archive.SaveValue<std::int64_t>(epoch);
   archive.SetNextName("iso8601");
   archive.SaveText(iso);
   archive.SetNextName("offset");

@@ -18,7 +18,7 @@ void GpuStats::Save(templating::serialize::archive::output::Data& archive) const
   archive.SetNextName("utilisation");
   archive.SaveValue<unsigned int>(utilisation_);
   archive.SetNextName("memory_used");
-  archive.SaveValue<unsigned long>(memoryUsed_);
+  archive.SaveValue<std::uint64_t>(memoryUsed_);
 }
 
 namespace classification {

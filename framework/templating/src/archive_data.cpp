@@ -112,12 +112,22 @@ void Data::SaveValue<unsigned long>(unsigned long value) {
 }
 
 template <>
+void Data::SaveValue<unsigned long long>(unsigned long long value) {
+  Put(ToText(value));
+}
+
+template <>
 void Data::SaveValue<int>(int value) {
   Put(ToText(value));
 }
 
 template <>
 void Data::SaveValue<long>(long value) {
+  Put(ToText(value));
+}
+
+template <>
+void Data::SaveValue<long long>(long long value) {
   Put(ToText(value));
 }
 

@@ -34,6 +34,8 @@ std::string ToText(int value) { return Integer(value); }
 std::string ToText(long value) { return Integer(value); }
 std::string ToText(unsigned int value) { return Integer(value); }
 std::string ToText(unsigned long value) { return Integer(value); }
+std::string ToText(long long value) { return Integer(value); }
+std::string ToText(unsigned long long value) { return Integer(value); }
 
 std::string ToText(double value) {
   if (!GlobalLocaleIsClassic()) {

@@ -55,6 +55,31 @@ TEST(ToIso8601, LocalTimeCarriesTheOffset) {
   EXPECT_EQ(static_cast<int>(TimeZone::Local), 0);
 }
 
+// Times past 2038-01-19T03:14:07Z, the end of a 32-bit time_t, up to the
+// last nanosecond a time point can hold, and back to its first.
+TEST(ToIso8601, WritesTimesAfter2038AndAtTheEndsOfTheRange) {
+  EXPECT_EQ(ToIso8601(TimePoint(2147483647s), TimeZone::Utc), "2038-01-19T03:14:07.000000000Z");
+  EXPECT_EQ(ToIso8601(TimePoint(2147483648s), TimeZone::Utc), "2038-01-19T03:14:08.000000000Z");
+  EXPECT_EQ(ToIso8601(TimePoint(4294967296s + 1ns), TimeZone::Utc), "2106-02-07T06:28:16.000000001Z");
+  EXPECT_EQ(ToIso8601(TimePoint(3981355200s), TimeZone::Utc), "2096-02-29T12:00:00.000000000Z");
+  EXPECT_EQ(ToIso8601(TimePoint::max(), TimeZone::Utc), "2262-04-11T23:47:16.854775807Z");
+  EXPECT_EQ(ToIso8601(TimePoint::min(), TimeZone::Utc), "1677-09-21T00:12:43.145224192Z");
+}
+
+TEST(ToIso8601, LocalTimeAfter2038FollowsTheZoneRules) {
+  {
+    ScopedTimeZone zone("<+0200>-2");
+    EXPECT_EQ(ToIso8601(TimePoint(2147483648s), TimeZone::Local), "2038-01-19T05:14:08.000000000+02:00");
+    EXPECT_EQ(ToIso8601(TimePoint::max(), TimeZone::Local), "2262-04-12T01:47:16.854775807+02:00");
+  }
+  {
+    // Summer time from the last Sunday of March to the last Sunday of October.
+    ScopedTimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+    EXPECT_EQ(ToIso8601(TimePoint(4118126400s), TimeZone::Local), "2100-07-01T14:00:00.000000000+02:00");
+    EXPECT_EQ(ToIso8601(TimePoint(4102488000s), TimeZone::Local), "2100-01-01T13:00:00.000000000+01:00");
+  }
+}
+
 mstch::map TimeNode(char const* year, char const* month, char const* day, char const* hours, char const* minutes,
                     char const* seconds, char const* fraction, char const* epoch, char const* iso, char const* sign,
                     char const* offsetHours, char const* offsetMinutes) {
@@ -94,6 +119,16 @@ TEST(SaveTime, WritesLocalTimeWithItsOffset) {
                        root));
 }
 
+TEST(SaveTime, WritesATimeAfter2106) {
+  ScopedTimeZone zone("UTC0");
+  mstch::map root;
+  Data archive(root);
+  cereal::Save(archive, TimePoint(4294967296s + 1ns));
+  EXPECT_TRUE(SameTree(TimeNode("2106", "02", "07", "06", "28", "16", "000000001", "4294967296",
+                                "2106-02-07T06:28:16.000000001+00:00", "+", "00", "00"),
+                       root));
+}
+
 TEST(SaveTime, WritesANegativeOffset) {
   ScopedTimeZone zone("<-0530>5:30");
   mstch::map root;
@@ -111,9 +146,23 @@ TEST(SaveTime, EpochIsTruncatedTowardZero) {
     std::chrono::nanoseconds since;
     char const* epoch;
   };
-  Case const cases[] = {
-      {0ns, "0"},        {-1ns, "0"}, {-999999999ns, "0"},     {-1s, "-1"},         {-1s - 1ns, "-1"},
-      {-2s + 1ns, "-1"}, {1ns, "0"},  {1s + 999999999ns, "1"}, {-86400s, "-86400"}, {1714979289s, "1714979289"}};
+  // The last cases lie past the range of a 32-bit time_t and of 32-bit
+  // unsigned seconds, and at the ends of the time point's range.
+  Case const cases[] = {{0ns, "0"},
+                        {-1ns, "0"},
+                        {-999999999ns, "0"},
+                        {-1s, "-1"},
+                        {-1s - 1ns, "-1"},
+                        {-2s + 1ns, "-1"},
+                        {1ns, "0"},
+                        {1s + 999999999ns, "1"},
+                        {-86400s, "-86400"},
+                        {1714979289s, "1714979289"},
+                        {2147483648s, "2147483648"},
+                        {4294967296s, "4294967296"},
+                        {-2147483649s, "-2147483649"},
+                        {TimePoint::max().time_since_epoch(), "9223372036"},
+                        {TimePoint::min().time_since_epoch(), "-9223372036"}};
   for (Case const& c : cases) {
     mstch::map root;
     Data archive(root);

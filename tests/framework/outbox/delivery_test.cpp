@@ -91,6 +91,24 @@ TEST_F(OutboxTest, HandsTheSenderEverythingTheActionGave) {
   ASSERT_TRUE(Eventually([&] { return outbox->GetCounters("mail").sent == 1; }));
 }
 
+// Event ids are 64 bits on every target, also where long has 32.
+TEST_F(OutboxTest, KeepsTheLargestEventIdsAcrossARestart) {
+  std::uint64_t const ids[] = {4294967296U, 9223372036854775808U, 18446744073709551615U};
+  {
+    auto outbox = Open();
+    for (std::uint64_t const id : ids) {
+      outbox->Accept({"webhook", id, "https://a.example/", "payload"});
+    }
+    outbox->Flush();
+  }
+  auto outbox = Open();
+  auto const after = outbox->ListPending();
+  ASSERT_EQ(after.size(), 3U);
+  EXPECT_EQ(after[0].eventId, 4294967296U);
+  EXPECT_EQ(after[1].eventId, 9223372036854775808U);
+  EXPECT_EQ(after[2].eventId, 18446744073709551615U);
+}
+
 TEST_F(OutboxTest, KeepsPendingMessagesAcrossARestart) {
   std::vector<Message> before;
   {

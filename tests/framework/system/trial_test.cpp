@@ -22,6 +22,7 @@
 
 #include "orv/system/library_path.hpp"
 #include "orv/system/plugin.hpp"
+#include "orv/test/emulator.hpp"
 
 extern "C" void orv_fixture_lock_shared();
 extern "C" void orv_fixture_unlock_shared();
@@ -171,8 +172,8 @@ TEST(LoadAll, WithoutAWorkingScannerLoadsNothingAndSaysWhyForEachFile) {
     std::string error;
   };
   for (Case const& scannerCase : {
-           Case{missing, "could not start the plug-in scanner " + missing.string() + ": No such file or directory"},
-           Case{notAProgram, "could not start the plug-in scanner " + notAProgram.string() + ": Permission denied"},
+           Case{missing, test::ScannerStartFailure(missing.string(), "No such file or directory")},
+           Case{notAProgram, test::ScannerStartFailure(notAProgram.string(), "Permission denied")},
            Case{silent, "the plug-in scanner " + silent.string() + " ended before trying the file (exit status 0)"},
            Case{unknown, "the plug-in scanner sent an unknown verdict 'maybe'"},
        }) {

@@ -2,6 +2,7 @@
 
 #include <boost/variant/get.hpp>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
 
@@ -42,13 +43,24 @@ TEST(Data, WritesNumbersAsDecimalText) {
   archive.SaveValue<unsigned int>(4294967295U);
   archive.SetNextName("ulong_max");
   archive.SaveValue<unsigned long>(std::numeric_limits<unsigned long>::max());
+  archive.SetNextName("uint64_max");
+  archive.SaveValue<std::uint64_t>(std::numeric_limits<std::uint64_t>::max());
+  archive.SetNextName("int64_min");
+  archive.SaveValue<std::int64_t>(std::numeric_limits<std::int64_t>::min());
+  archive.SetNextName("long_long_max");
+  archive.SaveValue<long long>(9223372036854775807LL);
   archive.SetNextName("int_min");
   archive.SaveValue<int>(std::numeric_limits<int>::min());
   archive.SetNextName("minus_three");
   archive.SaveValue<int>(-3);
+  // long is 32 bits on 32-bit ARM; the 64-bit types are 64 bits everywhere.
+  char const* const ulongMax = sizeof(unsigned long) == 8 ? "18446744073709551615" : "4294967295";
   EXPECT_TRUE(SameTree(Map({{"zero", Text("0")},
                             {"uint_max", Text("4294967295")},
-                            {"ulong_max", Text("18446744073709551615")},
+                            {"ulong_max", Text(ulongMax)},
+                            {"uint64_max", Text("18446744073709551615")},
+                            {"int64_min", Text("-9223372036854775808")},
+                            {"long_long_max", Text("9223372036854775807")},
                             {"int_min", Text("-2147483648")},
                             {"minus_three", Text("-3")}}),
                        root));

@@ -36,20 +36,29 @@ TEST(NumberText, IntegerEdgeValuesMatchTheStream) {
     EXPECT_EQ(ToText(v), StreamText(v)) << v;
   }
   EXPECT_EQ(ToText(4294967295U), "4294967295");
-  for (unsigned long v : {0UL, 4294967295UL, 4294967296UL, 9223372036854775807UL, 9223372036854775808UL,
-                          18446744073709551614UL, 18446744073709551615UL}) {
+  // 64 bits on every target; long is 32 bits on 32-bit ARM.
+  for (std::uint64_t v : {std::uint64_t{0}, std::uint64_t{4294967295U}, std::uint64_t{4294967296U},
+                          std::uint64_t{9223372036854775807U}, std::uint64_t{9223372036854775808U},
+                          std::uint64_t{18446744073709551614U}, std::uint64_t{18446744073709551615U}}) {
     EXPECT_EQ(ToText(v), StreamText(v)) << v;
   }
-  EXPECT_EQ(ToText(18446744073709551615UL), "18446744073709551615");
+  EXPECT_EQ(ToText(std::uint64_t{18446744073709551615U}), "18446744073709551615");
+  EXPECT_EQ(ToText(std::numeric_limits<unsigned long>::max()), StreamText(std::numeric_limits<unsigned long>::max()));
+  EXPECT_EQ(ToText(std::numeric_limits<unsigned long long>::max()), "18446744073709551615");
   for (int v : {std::numeric_limits<int>::min(), std::numeric_limits<int>::min() + 1, -1, 0, 1,
                 std::numeric_limits<int>::max() - 1, std::numeric_limits<int>::max()}) {
     EXPECT_EQ(ToText(v), StreamText(v)) << v;
   }
   EXPECT_EQ(ToText(std::numeric_limits<int>::min()), "-2147483648");
-  for (long v : {std::numeric_limits<long>::min(), -1000000001L, -1L, 0L, std::numeric_limits<long>::max()}) {
+  for (std::int64_t v : {std::numeric_limits<std::int64_t>::min(), std::int64_t{-1000000001}, std::int64_t{-1},
+                         std::int64_t{0}, std::numeric_limits<std::int64_t>::max()}) {
     EXPECT_EQ(ToText(v), StreamText(v)) << v;
   }
-  EXPECT_EQ(ToText(std::numeric_limits<long>::min()), "-9223372036854775808");
+  EXPECT_EQ(ToText(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");
+  EXPECT_EQ(ToText(std::numeric_limits<long long>::max()), "9223372036854775807");
+  for (long v : {std::numeric_limits<long>::min(), -1L, 0L, std::numeric_limits<long>::max()}) {
+    EXPECT_EQ(ToText(v), StreamText(v)) << v;
+  }
 }
 
 TEST(NumberText, AMillionRandomFloatsMatchTheStream) {

@@ -19,6 +19,10 @@ ORV_TEMPLATING_API std::string ToText(int value);
 ORV_TEMPLATING_API std::string ToText(long value);
 ORV_TEMPLATING_API std::string ToText(unsigned int value);
 ORV_TEMPLATING_API std::string ToText(unsigned long value);
+// long long and unsigned long long: 64 bits on every target, where long has
+// only 32 on 32-bit ARM.
+ORV_TEMPLATING_API std::string ToText(long long value);
+ORV_TEMPLATING_API std::string ToText(unsigned long long value);
 ORV_TEMPLATING_API std::string ToText(double value);
 
 }  // namespace orv::templating::serialize

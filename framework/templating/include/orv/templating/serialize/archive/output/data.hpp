@@ -45,8 +45,9 @@ class ORV_TEMPLATING_API Data : public cereal::OutputArchive<Data>, public cerea
   void FinishNode();
 
   // Writes one value into the open node. Defined for bool (a bool node) and,
-  // as decimal text in a string node, for unsigned int, unsigned long, int,
-  // long, float (widened to double) and double. Throws boost::bad_get, writing
+  // as decimal text in a string node, for unsigned int, unsigned long,
+  // unsigned long long, int, long, long long, float (widened to double) and
+  // double. std::int64_t and std::uint64_t are among them on every target. Throws boost::bad_get, writing
   // nothing, when the open node is not the map or array it should be.
   template <class T>
   void SaveValue(T value);
@@ -78,9 +79,13 @@ void Data::SaveValue<unsigned int>(unsigned int value);
 template <>
 void Data::SaveValue<unsigned long>(unsigned long value);
 template <>
+void Data::SaveValue<unsigned long long>(unsigned long long value);
+template <>
 void Data::SaveValue<int>(int value);
 template <>
 void Data::SaveValue<long>(long value);
+template <>
+void Data::SaveValue<long long>(long long value);
 template <>
 void Data::SaveValue<float>(float value);
 template <>
@@ -93,7 +98,8 @@ inline void Save(Data& archive, std::string const& text) { archive.SaveText(text
 // writes "count": "3".
 template <class T>
 requires std::is_same_v<T, bool> || std::is_same_v<T, unsigned int> || std::is_same_v<T, unsigned long> ||
-    std::is_same_v<T, int> || std::is_same_v<T, long> || std::is_same_v<T, float> || std::is_same_v<T, double>
+    std::is_same_v<T, unsigned long long> || std::is_same_v<T, int> || std::is_same_v<T, long> ||
+    std::is_same_v<T, long long> || std::is_same_v<T, float> || std::is_same_v<T, double>
 void Save(Data& archive, T const& value) { archive.SaveValue<T>(value); }
 
 // A name-value pair names the value it carries.
