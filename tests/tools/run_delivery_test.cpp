@@ -9,7 +9,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "program.hpp"
@@ -252,6 +254,39 @@ TEST_F(RunDelivery, ActsOnEachLineAsItArrivesAndStopsCleanlyOnASignal) {
                                   "actions fired: 2\n"
                                   "failures: none\n");
   }
+}
+
+TEST_F(RunDelivery, MessagesOfARunKilledWithSignal9AreDeliveredByTheNextRun) {
+  int const port = test::RefusedPort();
+  Write("device.json", HookDevice("http://127.0.0.1:" + std::to_string(port) + "/hook"));
+  {
+    Child child(dir_, stage_, {"run", "device.json", "--outbox", "box.db"});
+    child.Send(EventLine("one", 17) + EventLine("two", 18) + EventLine("three", 17));
+    std::string const audit =
+        "audit: action_id:0:rule_id:17 name:hook\n"
+        "audit: action_id:0:rule_id:18 name:hook\n"
+        "audit: action_id:0:rule_id:17 name:hook\n";
+    EXPECT_EQ(child.ReadUntil(audit), audit);
+    // The writer commits what was accepted within milliseconds of the
+    // hand-over; a second leaves room for a loaded or sanitized build.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    kill(child.GetPid(), SIGKILL);
+    EXPECT_EQ(child.Wait(), -1);
+  }
+  test::ServerProcess server("http_server.py", kCertificates, port);
+  Outcome const next = Run({"run", "device.json", "--outbox", "box.db"}, "");
+  EXPECT_EQ(next.exit, 0) << next.err;
+  std::vector<std::string> keys;
+  for (char const* name : {"one", "two", "three"}) {
+    auto const request = server.Next();
+    EXPECT_EQ(request["body"], name);
+    keys.push_back(HeaderOf(request, "Idempotency-Key"));
+  }
+  EXPECT_EQ(std::set<std::string>(keys.begin(), keys.end()).size(), 3U);
+  EXPECT_TRUE(
+      next.out.ends_with("outbox box.db:\n"
+                         "  orv.action.Request/hook: accepted 0, sent 3, retried 0, dead 0, pending 0\n"))
+      << next.out;
 }
 
 }  // namespace
