@@ -197,12 +197,20 @@ TEST_F(Program, FilesAndLinesHoldAtMostSixteenMebibytes) {
             "configuration\n");
 
   Write("device.json", R"({"armed": true, "actions": []})");
-  Write("events.jsonl", Event("") + "\n" + Event("") + padding + "\n");
+  Write("events.jsonl", Event("") + "\n" + Event("") + padding + "\n" + Event("") + "\n");
+  std::string const tooLong =
+      "orv-action run: events.jsonl:2:1: larger than 16 MiB (16777216 bytes), the limit of an event line\n";
+  // Streaming: the line is skipped and counted, and the run goes on with the next.
   Outcome const line = Run({"run", "device.json", "events.jsonl"});
   EXPECT_EQ(line.exit, 1);
-  EXPECT_EQ(line.out, "");
-  EXPECT_EQ(line.err,
-            "orv-action run: events.jsonl:2:1: larger than 16 MiB (16777216 bytes), the limit of an event line\n");
+  EXPECT_EQ(line.out,
+            "events read: 2\nbad lines: 1\nevents of rules without actions: 2\nactions fired: 0\nfailures: none\n");
+  EXPECT_EQ(line.err, tooLong);
+  // Checked first: nothing is published.
+  Outcome const checked = Run({"run", "device.json", "events.jsonl", "--check"});
+  EXPECT_EQ(checked.exit, 1);
+  EXPECT_EQ(checked.out, "");
+  EXPECT_EQ(checked.err, tooLong);
 }
 
 TEST_F(Program, ATemplateFileHoldsAtMostOneMebibyte) {

@@ -74,9 +74,15 @@ TEST_F(InputFileTest, RefusesALineOverTheLimit) {
   ASSERT_TRUE(file.ReadLine(line, 100000, "a line"));
   EXPECT_EQ(ErrorOf([&] { file.ReadLine(line, 100000, "a line"); }),
             path + ":2:1: larger than 100000 bytes, the limit of a line");
+  // The long line was read past: reading goes on with the line after it.
+  ASSERT_TRUE(file.ReadLine(line, 100000, "a line"));
+  EXPECT_EQ(line, "short");
+  EXPECT_EQ(file.LineNumber(), 3U);
+  EXPECT_FALSE(file.ReadLine(line, 100000, "a line"));
   InputFile last(Write("last", std::string(11, 'z')));
   EXPECT_EQ(ErrorOf([&] { last.ReadLine(line, 10, "a line"); }),
             (dir_ / "last").string() + ":1:1: larger than 10 bytes, the limit of a line");
+  EXPECT_FALSE(last.ReadLine(line, 10, "a line"));
 }
 
 TEST_F(InputFileTest, ReadsManyLinesAcrossReads) {

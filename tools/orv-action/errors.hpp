@@ -18,4 +18,11 @@ class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A line of more than its limit of bytes. The reader has skipped it, so
+// reading can go on with the next line.
+class LineTooLongError : public InputError {
+ public:
+  using InputError::InputError;
+};
+
 }  // namespace orv::tool

@@ -12,6 +12,13 @@
 #include "errors.hpp"
 
 namespace orv::tool {
+namespace {
+
+std::string LargerThan(std::string const& place, std::size_t limit, std::string_view what) {
+  return place + ": larger than " + DescribeBytes(limit) + ", the limit of " + std::string(what);
+}
+
+}  // namespace
 
 InputFile::InputFile(std::string const& path) : name_(path == "-" ? "<stdin>" : path) {
   if (path == "-") {
@@ -73,7 +80,7 @@ bool InputFile::WaitForInput() {
 }
 
 void InputFile::TooLarge(std::string const& place, std::size_t limit, std::string_view what) const {
-  throw InputError(place + ": larger than " + DescribeBytes(limit) + ", the limit of " + std::string(what));
+  throw InputError(LargerThan(place, limit, what));
 }
 
 std::string InputFile::ReadAll(std::size_t limit, std::string_view what) {
@@ -88,11 +95,31 @@ std::string InputFile::ReadAll(std::size_t limit, std::string_view what) {
   return all;
 }
 
+void InputFile::SkipLine() {
+  for (;;) {
+    std::size_t const end = buffered_.find('\n', start_);
+    if (end != std::string::npos) {
+      start_ = end + 1;
+      break;
+    }
+    start_ = buffered_.size();
+    if (!Fill()) {
+      break;
+    }
+  }
+  ++lineNumber_;
+}
+
 bool InputFile::ReadLine(std::string& line, std::size_t limit, std::string_view what) {
+  auto const refuse = [&] {
+    std::string const place = name_ + ":" + std::to_string(lineNumber_ + 1) + ":1";
+    SkipLine();
+    throw LineTooLongError(LargerThan(place, limit, what));
+  };
   std::size_t end = buffered_.find('\n', start_);
   while (end == std::string::npos) {
     if (buffered_.size() - start_ > limit) {
-      TooLarge(name_ + ":" + std::to_string(lineNumber_ + 1) + ":1", limit, what);
+      refuse();
     }
     std::size_t const searched = buffered_.size() - start_;
     if (!Fill()) {
@@ -108,7 +135,7 @@ bool InputFile::ReadLine(std::string& line, std::size_t limit, std::string_view 
     return false;
   }
   if (length > limit) {
-    TooLarge(name_ + ":" + std::to_string(lineNumber_ + 1) + ":1", limit, what);
+    refuse();
   }
   line.assign(buffered_, start_, length);
   start_ += end == std::string::npos ? length : length + 1;

@@ -25,7 +25,9 @@ class InputFile {
   std::string ReadAll(std::size_t limit, std::string_view what);
 
   // The next line without its "\n"; false at the end of the file. A line of
-  // more than `limit` bytes is refused, `what` naming it ("an event line").
+  // more than `limit` bytes is refused with LineTooLongError, `what` naming it
+  // ("an event line"), after it was read past without being kept: the next
+  // call returns the line after it.
   bool ReadLine(std::string& line, std::size_t limit, std::string_view what);
 
   // The number of the line ReadLine returned last, from 1.
@@ -44,6 +46,8 @@ class InputFile {
   // Waits until the file or the stop descriptor is readable; false for the latter.
   bool WaitForInput();
   [[noreturn]] void TooLarge(std::string const& place, std::size_t limit, std::string_view what) const;
+  // Reads past the rest of the current line and its "\n", keeping none of it.
+  void SkipLine();
 
   std::string name_;
   int descriptor_ = -1;

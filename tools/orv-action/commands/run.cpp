@@ -265,8 +265,21 @@ int RunRun(RunArguments const& arguments, std::ostream& out, std::ostream& err) 
     // Each line as it arrives: a device host pipes live events in.
     InputFile file(arguments.events);
     file.StopWhenReadable(signals.GetDescriptor());
+    auto const reportBadLine = [&](InputError const& error) {
+      ++summary.badLines;
+      std::lock_guard const lock(errMutex);
+      err << "orv-action run: " << error.what() << '\n' << std::flush;
+    };
     std::string line;
-    while (file.ReadLine(line, limits::kJsonTextBytes, "an event line")) {
+    for (;;) {
+      try {
+        if (!file.ReadLine(line, limits::kJsonTextBytes, "an event line")) {
+          break;
+        }
+      } catch (LineTooLongError const& error) {
+        reportBadLine(error);
+        continue;
+      }
       if (line.find_first_not_of(" \t\r") == std::string::npos) {
         continue;
       }
@@ -274,9 +287,7 @@ int RunRun(RunArguments const& arguments, std::ostream& out, std::ostream& err) 
       try {
         event = ReadEvent(SourceText(file.Name(), std::move(line), file.LineNumber()));
       } catch (InputError const& error) {
-        ++summary.badLines;
-        std::lock_guard const lock(errMutex);
-        err << "orv-action run: " << error.what() << '\n' << std::flush;
+        reportBadLine(error);
         continue;
       }
       publish(event);
