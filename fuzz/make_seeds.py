@@ -91,6 +91,25 @@ def main():
                  "\x02POST\x00application/json\x00X-A: {{the_event.name}}\x00https://u:p@example.test/{{the_event.type}}"
                  "\x00{\"a\":\"{{the_event.name}}\"}"]:
         write(directory, "fuzz_replies", text.encode("latin-1"))
+    # The studio's API: the first byte chooses /api/data (even) or /api/render (odd).
+    golden = (ROOT / "examples/golden/golden_event.json").read_text()
+    write(directory, "fuzz_studio", b"\0" + json.dumps({"event": {"id": "golden"}}).encode())
+    write(directory, "fuzz_studio", b"\0" + json.dumps({"event": {"json": golden}}).encode())
+    for number, text in enumerate(templates[:40]):
+        escape = ["none", "html", "url", "json"][number % 4]
+        write(directory, "fuzz_studio", b"\1" + json.dumps(
+            {"event": {"id": "golden"}, "template": text, "escape": escape}).encode())
+    for test in mustache_tests():
+        if test.get("partials"):
+            write(directory, "fuzz_studio", b"\1" + json.dumps(
+                {"event": {"json": golden}, "template": test["template"], "partials": test["partials"]}).encode())
+
+    # run's line reader: the limit, the size of the pieces written, the text.
+    lines = (ROOT / "examples/device/events.jsonl").read_text()
+    for limit, piece in [(63, 255), (20, 7), (0, 0), (40, 1)]:
+        write(directory, "fuzz_lines", bytes([limit, piece]) + lines.encode())
+    write(directory, "fuzz_lines", bytes([5, 3]) + b"one\n\ntwo\r\nxxxxxxxxxxxx\nlast")
+
     for seed in range(4):
         write(directory, "fuzz_outbox", struct.pack("<16Q", *[seed * 0x0101010101010101 + i for i in range(16)]))
 

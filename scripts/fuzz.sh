@@ -19,14 +19,18 @@ root="$PWD"
 # Per target: the longest input, the time one input may take (s), the memory
 # it may use (MiB), and its dictionary.
 declare -A max_len=([fuzz_event]=16384 [fuzz_config]=16384 [fuzz_property]=4096 [fuzz_template]=8192
-  [fuzz_partials]=8192 [fuzz_mime]=8192 [fuzz_replies]=4096 [fuzz_outbox]=1024)
+  [fuzz_partials]=8192 [fuzz_mime]=8192 [fuzz_replies]=4096 [fuzz_outbox]=1024
+  [fuzz_studio]=16384 [fuzz_lines]=4096)
 declare -A time_limit=([fuzz_event]=10 [fuzz_config]=10 [fuzz_property]=10 [fuzz_template]=10
-  [fuzz_partials]=10 [fuzz_mime]=10 [fuzz_replies]=10 [fuzz_outbox]=30)
+  [fuzz_partials]=10 [fuzz_mime]=10 [fuzz_replies]=10 [fuzz_outbox]=30
+  [fuzz_studio]=10 [fuzz_lines]=10)
 declare -A memory=([fuzz_event]=2048 [fuzz_config]=2048 [fuzz_property]=2048 [fuzz_template]=2048
-  [fuzz_partials]=2048 [fuzz_mime]=2048 [fuzz_replies]=2048 [fuzz_outbox]=2048)
+  [fuzz_partials]=2048 [fuzz_mime]=2048 [fuzz_replies]=2048 [fuzz_outbox]=2048
+  [fuzz_studio]=2048 [fuzz_lines]=2048)
 declare -A dictionary=([fuzz_event]=event.dict [fuzz_config]=config.dict [fuzz_property]=mustache.dict
-  [fuzz_template]=mustache.dict [fuzz_partials]=mustache.dict)
-all_targets=(fuzz_event fuzz_config fuzz_property fuzz_template fuzz_partials fuzz_mime fuzz_replies fuzz_outbox)
+  [fuzz_template]=mustache.dict [fuzz_partials]=mustache.dict [fuzz_studio]=event.dict)
+all_targets=(fuzz_event fuzz_config fuzz_property fuzz_template fuzz_partials fuzz_mime fuzz_replies fuzz_outbox
+  fuzz_studio fuzz_lines)
 
 seeds=false
 seconds=60
