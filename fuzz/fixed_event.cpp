@@ -2,8 +2,11 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <stdexcept>
+#include <string>
 
 #include "event_file.hpp"
+#include "fuzz_support.hpp"
 #include "orv/action/serialize.hpp"
 
 namespace orv::fuzz {
@@ -40,6 +43,27 @@ mstch::map const& MixedData() {
     };
   }();
   return data;
+}
+
+RenderingChoice ChooseRendering(std::uint8_t flags, std::size_t largeLimit) {
+  return {static_cast<templating::Escape>(flags & 3U), (flags & 4U) != 0 ? &MixedData() : &FixedEventData(),
+          (flags & 8U) != 0 ? largeLimit : 200};
+}
+
+std::vector<templating::MissingName> RenderAndFindMissing(templating::Template const& compiled,
+                                                          RenderingChoice const& choice) {
+  std::string out;
+  try {
+    compiled.RenderTo(*choice.data, out, choice.limit);
+  } catch (std::length_error const&) {
+    // Past the rendering limit, the steps or the partials' nesting.
+  }
+  Check(out.size() <= choice.limit, "a rendering beyond its limit");
+  try {
+    return compiled.FindMissingNames(*choice.data);
+  } catch (std::length_error const&) {
+    return {};  // the check's steps
+  }
 }
 
 }  // namespace orv::fuzz

@@ -64,8 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
           file.ReadLine(line, limit, "a line");
           fuzz::Fail("a line over the limit was read", std::to_string(number));
         } catch (tool::LineTooLongError const& error) {
-          fuzz::Check(error.what() == name + ":" + std::to_string(number) + ":1: larger than " +
-                                          std::to_string(limit) + " bytes, the limit of a line",
+          fuzz::Check(error.what() == name + ":" + std::to_string(number) + ":1: larger than " + std::to_string(limit) +
+                                          " bytes, the limit of a line",
                       "a long line refused with the wrong message", error.what());
         }
         continue;

@@ -4,7 +4,6 @@
 // the nesting limit, and the check of names places each name in its text.
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -23,9 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   if (size == 0) {
     return 0;
   }
-  auto const escape = static_cast<templating::Escape>(data[0] & 3U);
-  bool const mixed = (data[0] & 4U) != 0;
-  std::size_t const limit = (data[0] & 8U) != 0 ? std::size_t{64} << 10 : 200;
+  auto const choice = fuzz::ChooseRendering(data[0], std::size_t{64} << 10);
   std::string_view rest = fuzz::AsText(data + 1, size - 1);
   std::vector<std::string_view> pieces;
   while (true) {
@@ -56,28 +53,18 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 
   std::optional<Template> compiled;
   try {
-    compiled.emplace(text, escape, partials);
+    compiled.emplace(text, choice.escape, partials);
   } catch (templating::SyntaxError const& error) {
     fuzz::Check(fuzz::IsPlaceIn(textOf(error.GetPartial()), error.GetLine(), error.GetColumn()),
                 "a syntax error outside its text", error.what());
     return 0;
   }
-  mstch::map const& values = mixed ? fuzz::MixedData() : fuzz::FixedEventData();
-  std::string out;
-  try {
-    compiled->RenderTo(values, out, limit);
-  } catch (std::length_error const&) {
-  }
-  fuzz::Check(out.size() <= limit, "a rendering beyond its limit");
-  try {
-    for (auto const& missing : compiled->FindMissingNames(values)) {
-      fuzz::Check(fuzz::IsPlaceIn(textOf(missing.partial), missing.line, missing.column),
-                  "a missing name outside its text", missing.name);
-      if (missing.isPartial) {
-        fuzz::Check(!partials.contains(missing.name), "a given partial reported missing", missing.name);
-      }
+  for (auto const& missing : fuzz::RenderAndFindMissing(*compiled, choice)) {
+    fuzz::Check(fuzz::IsPlaceIn(textOf(missing.partial), missing.line, missing.column),
+                "a missing name outside its text", missing.name);
+    if (missing.isPartial) {
+      fuzz::Check(!partials.contains(missing.name), "a given partial reported missing", missing.name);
     }
-  } catch (std::length_error const&) {
   }
   return 0;
 }

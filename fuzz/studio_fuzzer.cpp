@@ -21,10 +21,9 @@ namespace {
 using namespace orv;
 
 tool::studio::Api& TheApi() {
-  static tool::studio::Api api(
-      {tool::studio::ChoosableEvent{"golden", "Every kind of record", "every_kind.json",
-                                    tool::ReadEventFile(ORV_FUZZ_FIXED_EVENT)}},
-      "{{the_event.name}}");
+  static tool::studio::Api api({tool::studio::ChoosableEvent{"golden", "Every kind of record", "every_kind.json",
+                                                             tool::ReadEventFile(ORV_FUZZ_FIXED_EVENT)}},
+                               "{{the_event.name}}");
   return api;
 }
 
