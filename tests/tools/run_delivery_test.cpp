@@ -121,6 +121,27 @@ TEST_F(RunDelivery, KeepsWhatItCannotSendAndSendsItOnTheNextRun) {
   EXPECT_EQ(Run({"outbox", "box.db"}).out, "pending: 0\ndead: 0\n");
 }
 
+TEST_F(RunDelivery, DoesNotWaitForMessagesOfActionsItNoLongerHas) {
+  int const port = test::RefusedPort();
+  Write("device.json", HookDevice("http://127.0.0.1:" + std::to_string(port) + "/hook"));
+  Outcome const first = Run({"run", "device.json", "--outbox", "box.db", "--wait", "0"}, EventLine("one", 17));
+  EXPECT_EQ(first.exit, 0) << first.err;
+  // The device no longer has "hook"; its message stays, and is not waited for.
+  Write("device.json", R"({"armed": true, "actions": [{"type": "orv.action.Request", "name": "other",
+    "rules": [17], "properties": {"uri": ")" +
+                           Http("/other") + R"("}}]})");
+  auto const start = std::chrono::steady_clock::now();
+  Outcome const second = Run({"run", "device.json", "--outbox", "box.db", "--wait", "120"}, "");
+  EXPECT_EQ(second.exit, 0) << second.err;
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+  EXPECT_EQ(second.out,
+            "events read: 0\nevents of rules without actions: 0\nactions fired: 0\nfailures: none\n"
+            "outbox box.db:\n"
+            "  orv.action.Request/hook: accepted 0, sent 0, retried 0, dead 0, pending 1\n"
+            "  orv.action.Request/other: accepted 0, sent 0, retried 0, dead 0, pending 0\n");
+  EXPECT_TRUE(Run({"outbox", "box.db"}).out.starts_with("pending: 1\n"));
+}
+
 TEST_F(RunDelivery, APermanentFailureIsDeadListedAndCanBeRequeued) {
   Write("device.json", HookDevice(Http("/status/404")));
   Outcome const run = Run({"run", "device.json"}, EventLine("one", 17));

@@ -135,14 +135,15 @@ class RunOutbox {
   bool IsOpen() const noexcept { return outbox_ != nullptr; }
   std::string const& GetPath() const noexcept { return path_; }
 
-  // Waits until no message is pending, for at most `limit`, or until `stop`
-  // is readable.
+  // Waits until no message that this run can send is pending, for at most
+  // `limit`, or until `stop` is readable. Messages of actions that the
+  // configuration no longer has wait in the file for a run that has them.
   void Drain(std::chrono::seconds limit, int stop) const {
     auto const deadline = std::chrono::steady_clock::now() + limit;
     while (IsOpen() && std::chrono::steady_clock::now() < deadline && !IsReadable(stop)) {
       bool pending = false;
       for (auto const& [key, counters] : outbox_->GetAllCounters()) {
-        pending = pending || counters.pending != 0;
+        pending = pending || (counters.pending != 0 && counters.hasSender);
       }
       if (!pending) {
         return;
