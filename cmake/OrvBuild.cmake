@@ -48,6 +48,20 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endif()
 
+# orv_use_platform_time_abi(<target>)
+#
+# Builds <target> with the platform's own time_t and off_t, for code that
+# includes the headers of a library built with them that has a time_t in its
+# API: Debian's armhf cpp-httplib is built with a 32-bit time_t, so its
+# classes and its set_*_timeout(time_t) functions would not match code built
+# with a 64-bit one. No-op on 64-bit targets.
+function(orv_use_platform_time_abi target)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # After the -D options on the command line, so these win.
+    target_compile_options(${target} PRIVATE -U_TIME_BITS -U_FILE_OFFSET_BITS)
+  endif()
+endfunction()
+
 include(GenerateExportHeader)
 
 # orv_add_library(<name> SOURCES <files...> [DEPENDS <targets...>] [PRIVATE_DEPENDS <targets...>])
