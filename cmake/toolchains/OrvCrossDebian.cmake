@@ -42,10 +42,10 @@ if(ORV_SYSROOT)
   set(ENV{PKG_CONFIG_SYSROOT_DIR} "${ORV_SYSROOT}")
   set(ENV{PKG_CONFIG_LIBDIR}
     "${ORV_SYSROOT}/usr/lib/${ORV_CROSS_TRIPLET}/pkgconfig:${ORV_SYSROOT}/usr/share/pkgconfig")
-  set(ORV_QEMU_LD_PREFIX "${ORV_SYSROOT}")
+  set(ORV_QEMU_LD_PREFIX "${ORV_SYSROOT}" CACHE INTERNAL "the target's library root for qemu-user")
 else()
   set(ENV{PKG_CONFIG_LIBDIR} "/usr/lib/${ORV_CROSS_TRIPLET}/pkgconfig:/usr/share/pkgconfig")
-  set(ORV_QEMU_LD_PREFIX "/")
+  set(ORV_QEMU_LD_PREFIX "/" CACHE INTERNAL "the target's library root for qemu-user")
 endif()
 
 # The emulator runs every test program. QEMU_LD_PREFIX, rather than -L, also
