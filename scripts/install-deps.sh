@@ -11,7 +11,7 @@ packages=(
   libmstch-dev libcereal-dev nlohmann-json3-dev libcli11-dev
   libcurl4-openssl-dev libgmime-3.0-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libsqlite3-dev
+  libsqlite3-dev libmosquitto-dev mosquitto mosquitto-clients
   openssl python3-aiosmtpd
   libcpp-httplib-dev chromium
 )

@@ -8,6 +8,7 @@
 
 #include "golden_event.hpp"
 #include "orv/action/serialize.hpp"
+#include "orv/action/template_data_json.hpp"
 #include "orv/meta/data/armed.hpp"
 #include "orv/meta/data/channel.hpp"
 #include "orv/meta/data/classification/confidence.hpp"
@@ -34,7 +35,6 @@
 #include "orv/meta/data/zone.hpp"
 #include "orv/test/scoped_time_zone.hpp"
 #include "program.hpp"
-#include "template_data_json.hpp"
 
 namespace orv::tool {
 namespace {
@@ -49,7 +49,7 @@ using testing::Slurp;
 
 // The template data of `event`, as `data` prints it.
 std::string DataText(std::shared_ptr<data::Event const> const& event) {
-  return ToJson(action::SerializeEvent(event)).dump(2) + "\n";
+  return action::TemplateDataToJson(action::SerializeEvent(event), 2) + "\n";
 }
 
 TEST_F(Program, WithoutACommandPrintsTheCommandsAndFails) {
