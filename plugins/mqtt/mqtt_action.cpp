@@ -81,10 +81,10 @@ class MqttAction : public network::NetworkAction<MqttAction, MqttMessage> {
     settings_.host = std::move(host);
     SettingsChanged();
   }
-  // 1883, or 8883 with TLS, until set.
+  // 1883, or 8883 with TLS, until set to another port than 0.
   std::int64_t GetPort() const noexcept { return port_ != 0 ? port_ : (settings_.tls ? 8883 : 1883); }
   void SetPort(std::int64_t port) {
-    port_ = network::CheckRange("port", port, 1, 65535);
+    port_ = network::CheckRange("port", port, 0, 65535);
     SettingsChanged();
   }
   std::string const& GetClientId() const noexcept { return settings_.clientId; }
@@ -177,7 +177,7 @@ std::vector<property::Schema> MqttAction::GetSchemas() {
   using M = MqttAction;
   return MakeSchemas({
       Field<&M::GetHost, &M::SetHost>("host", "The broker's host name or address"),
-      Field<&M::GetPort, &M::SetPort>("port", "The broker's port: 1883, or 8883 with TLS, unless set"),
+      Field<&M::GetPort, &M::SetPort>("port", "The broker's port; 0: 1883, or 8883 with TLS"),
       Field<&M::GetClientId, &M::SetClientId>(
           "client_id", "The MQTT client id; empty: \"orv-<host name>-<action id>\""),
       Field<&M::GetUsername, &M::SetUsername>("username", "The user name to log in with; empty: none"),
