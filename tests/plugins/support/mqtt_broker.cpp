@@ -35,7 +35,7 @@ bool Accepts(int port) {
 
 }  // namespace
 
-MqttBroker::MqttBroker(std::string directory, std::string const& certificates, bool selfSigned)
+MqttBroker::MqttBroker(std::string directory, std::string const& certificates, bool selfSigned, int bridgeTo)
     : directory_(std::move(directory)) {
   std::system(("rm -rf '" + directory_ + "' && mkdir -p '" + directory_ + "'").c_str());
   std::string const passwords = directory_ + "/passwords";
@@ -59,6 +59,10 @@ MqttBroker::MqttBroker(std::string directory, std::string const& certificates, b
          << "listener " << passwordPort_ << " 127.0.0.1\nallow_anonymous false\npassword_file " << passwords << "\n"
          << "listener " << tlsPort_ << " 127.0.0.1\nallow_anonymous true\n"
          << "certfile " << certificate << ".pem\nkeyfile " << certificate << ".key\n";
+  if (bridgeTo != 0) {
+    config << "connection forward\naddress 127.0.0.1:" << bridgeTo << "\ntopic burst/# out 1\n"
+           << "cleansession false\nrestart_timeout 1\n";
+  }
   config.close();
   Start();
 }
@@ -110,21 +114,16 @@ std::string MqttBroker::Log() const {
 Subscriber::Subscriber(int port, std::string const& filter, std::string const& clientId) : filter_(filter) {
   mosquitto_lib_init();
   handle_ = mosquitto_new(clientId.empty() ? nullptr : clientId.c_str(), clientId.empty(), this);
-  mosquitto_int_option(handle_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
+  // A kept session is a 3.1.1 one: mosquitto 2.0.11 restores a 5 session
+  // after a restart without the messages queued for it meanwhile.
+  mosquitto_int_option(handle_, MOSQ_OPT_PROTOCOL_VERSION, clientId.empty() ? MQTT_PROTOCOL_V5 : MQTT_PROTOCOL_V311);
   mosquitto_connect_v5_callback_set(handle_, &Subscriber::OnConnect);
   mosquitto_message_v5_callback_set(handle_, &Subscriber::OnMessage);
   mosquitto_subscribe_v5_callback_set(handle_, &Subscriber::OnSubscribe);
   mosquitto_reconnect_delay_set(handle_, 1, 1, false);
-  mosquitto_property* properties = nullptr;
-  if (!clientId.empty()) {
-    // MQTT 5 ends a session with its connection unless told otherwise.
-    mosquitto_property_add_int32(&properties, MQTT_PROP_SESSION_EXPIRY_INTERVAL, 3600);
-  }
-  if (mosquitto_connect_bind_v5(handle_, "127.0.0.1", port, 60, nullptr, properties) != MOSQ_ERR_SUCCESS) {
-    mosquitto_property_free_all(&properties);
+  if (mosquitto_connect(handle_, "127.0.0.1", port, 60) != MOSQ_ERR_SUCCESS) {
     throw std::runtime_error("the subscriber cannot connect");
   }
-  mosquitto_property_free_all(&properties);
   mosquitto_loop_start(handle_);
   std::unique_lock lock(mutex_);
   if (!changed_.wait_for(lock, std::chrono::seconds(10), [this] { return subscribed_; })) {

@@ -17,11 +17,13 @@ namespace orv::test {
 // "forbidden/#"), one that requires the user "camera" with the password
 // "secret", and a TLS listener with the server certificate of
 // MakeCertificates (or its self-signed one). It keeps sessions on disk, so
-// that a stop and a start lose no queued message. Stopped when destroyed; it
-// dies with the test process.
+// that a stop and a start lose no queued message. With `bridgeTo`, it
+// forwards everything published under "burst/" to the broker on that port
+// (a subscriber there sees every message across restarts of this one).
+// Stopped when destroyed; it dies with the test process.
 class MqttBroker {
  public:
-  MqttBroker(std::string directory, std::string const& certificates, bool selfSigned = false);
+  MqttBroker(std::string directory, std::string const& certificates, bool selfSigned = false, int bridgeTo = 0);
   MqttBroker(MqttBroker const&) = delete;
   MqttBroker& operator=(MqttBroker const&) = delete;
   ~MqttBroker();
