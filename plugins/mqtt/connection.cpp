@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -233,6 +234,11 @@ std::optional<network::Failure> Connection::Connect() {
                               settings_.password.empty() ? nullptr : settings_.password.c_str());
   }
   if (settings_.tls) {
+    // Nothing can be verified without the CAs, as for the request action.
+    if (!settings_.caFile.empty() && !std::ifstream(settings_.caFile).is_open()) {
+      return network::Failure{Code::RequestCertificateVerificationFailed,
+                              "the CA file \"" + settings_.caFile + "\" cannot be read: " + std::strerror(errno)};
+    }
     int rc = MOSQ_ERR_SUCCESS;
     if (!settings_.caFile.empty()) {
       rc = mosquitto_tls_set(handle, settings_.caFile.c_str(), nullptr, nullptr, nullptr, nullptr);

@@ -399,7 +399,7 @@ TEST_F(Program, TestRefusesUnknownTypesPropertiesAndBadValues) {
   EXPECT_EQ(type.exit, 1);
   EXPECT_EQ(type.err,
             "orv-action test: unknown action type 'orv.action.Nope'; the registered types are orv.action.File, "
-            "orv.action.Mail, orv.action.Request, orv.test.plugin.Echo\n");
+            "orv.action.Mail, orv.action.Mqtt, orv.action.Request, orv.test.plugin.Echo\n");
   Outcome const property = Run({"test", "orv.action.File", "--set", "pth=x"});
   EXPECT_EQ(property.exit, 1);
   EXPECT_EQ(property.err,
@@ -499,7 +499,8 @@ TEST_F(Program, RunRefusesBadConfigurationsBeforeAnythingRuns) {
   Write("type.json", R"({"armed": true, "actions": [{"type": "orv.action.Fax", "name": "m", "rules": []}]})");
   EXPECT_EQ(Run({"run", "type.json"}, EventLine("one", 17)).err,
             "orv-action run: type.json:1:38: $.actions[0].type: unknown action type 'orv.action.Fax'; the registered "
-            "types are orv.action.File, orv.action.Mail, orv.action.Request, orv.test.plugin.Echo\n");
+            "types are orv.action.File, orv.action.Mail, orv.action.Mqtt, orv.action.Request, "
+            "orv.test.plugin.Echo\n");
   Write(
       "property.json",
       R"({"armed": true, "actions": [{"type": "orv.action.File", "name": "f", "rules": [], "properties": {"colour": "red"}}]})");
