@@ -75,14 +75,13 @@ struct Connection::Session {
       std::lock_guard const lock(mutex);
       logged = lastError;
     }
-    if (rc == MOSQ_ERR_TLS || rc == MOSQ_ERR_TLS_HANDSHAKE || Contains(logged, "OpenSSL") ||
-        Contains(logged, "SSL")) {
+    if (rc == MOSQ_ERR_TLS || rc == MOSQ_ERR_TLS_HANDSHAKE || Contains(logged, "OpenSSL") || Contains(logged, "SSL")) {
       if (Contains(logged, "certificate verify failed") || Contains(logged, "certificate verification")) {
         return {Code::RequestCertificateVerificationFailed,
                 "the certificate of the broker " + where + " does not verify: " + logged};
       }
-      return {Code::RequestTlsHandshakeFailed,
-              "the TLS handshake with the broker " + where + " failed: " + (logged.empty() ? "no reason given" : logged)};
+      return {Code::RequestTlsHandshakeFailed, "the TLS handshake with the broker " + where +
+                                                   " failed: " + (logged.empty() ? "no reason given" : logged)};
     }
     if (rc == MOSQ_ERR_ERRNO) {
       if (error == ETIMEDOUT) {
@@ -104,9 +103,9 @@ struct Connection::Session {
   static void OnConnect(mosquitto*, void* userdata, int reason, int, mosquitto_property const*) {
     Session& session = Of(userdata);
     if (reason != 0) {
-      session.Fail({Code::RequestFailed, "the broker " + session.where + " refused the connection: " +
-                                             mosquitto_reason_string(reason) + " (reason code " +
-                                             std::to_string(reason) + ")"});
+      session.Fail({Code::RequestFailed, "the broker " + session.where +
+                                             " refused the connection: " + mosquitto_reason_string(reason) +
+                                             " (reason code " + std::to_string(reason) + ")"});
       return;
     }
     std::lock_guard const lock(session.mutex);
@@ -215,8 +214,8 @@ std::optional<network::Failure> Connection::Connect() {
   session->where = settings_.host + ":" + std::to_string(settings_.port);
   // A clean start: what the last connection left unacknowledged is sent
   // again by its owner, not by the library.
-  session->handle = mosquitto_new(settings_.clientId.empty() ? nullptr : settings_.clientId.c_str(), true,
-                                  session.get());
+  session->handle =
+      mosquitto_new(settings_.clientId.empty() ? nullptr : settings_.clientId.c_str(), true, session.get());
   if (session->handle == nullptr) {
     return network::Failure{Code::RequestFailed, std::string("cannot make an MQTT client: ") + std::strerror(errno)};
   }
@@ -258,8 +257,8 @@ std::optional<network::Failure> Connection::Connect() {
     }
   }
   errno = 0;
-  int const rc = mosquitto_connect_bind_async(handle, settings_.host.c_str(), settings_.port, settings_.keepaliveS,
-                                              nullptr);
+  int const rc =
+      mosquitto_connect_bind_async(handle, settings_.host.c_str(), settings_.port, settings_.keepaliveS, nullptr);
   int const error = errno;
   if (rc == MOSQ_ERR_EAI) {
     return network::Failure{Code::RequestHostNotResolved,
@@ -276,23 +275,23 @@ std::optional<network::Failure> Connection::Connect() {
     return current.failure;
   }
   if (!answered) {
-    return network::Failure{Code::RequestConnectionTimedOut, "the broker " + current.where + " did not accept the connection within " +
+    return network::Failure{Code::RequestConnectionTimedOut, "the broker " + current.where +
+                                                                 " did not accept the connection within " +
                                                                  std::to_string(settings_.timeoutMs) + " ms"};
   }
   return std::nullopt;
 }
 
-std::optional<network::Failure> Connection::PublishOne(Publication const& publication,
-                                                       std::string const& deliveryId) {
+std::optional<network::Failure> Connection::PublishOne(Publication const& publication, std::string const& deliveryId) {
   Session& current = *session_;
   mosquitto_property* properties = nullptr;
   if (!deliveryId.empty()) {
     mosquitto_property_add_string_pair(&properties, MQTT_PROP_USER_PROPERTY, "delivery-id", deliveryId.c_str());
   }
   int mid = 0;
-  int const rc =
-      mosquitto_publish_v5(current.handle, &mid, publication.topic.c_str(), static_cast<int>(publication.payload.size()),
-                           publication.payload.data(), publication.qos, publication.retain, properties);
+  int const rc = mosquitto_publish_v5(current.handle, &mid, publication.topic.c_str(),
+                                      static_cast<int>(publication.payload.size()), publication.payload.data(),
+                                      publication.qos, publication.retain, properties);
   mosquitto_property_free_all(&properties);
   if (rc != MOSQ_ERR_SUCCESS) {
     std::lock_guard const lock(current.mutex);
@@ -321,8 +320,8 @@ std::optional<network::Failure> Connection::PublishOne(Publication const& public
   }
   (void)answered;
   return network::Failure{Code::RequestConnectionTimedOut,
-                          "the broker " + current.where + " did not acknowledge the message to \"" +
-                              publication.topic + "\" within " + std::to_string(settings_.timeoutMs) + " ms"};
+                          "the broker " + current.where + " did not acknowledge the message to \"" + publication.topic +
+                              "\" within " + std::to_string(settings_.timeoutMs) + " ms"};
 }
 
 bool IsPublishableTopic(std::string const& topic) {

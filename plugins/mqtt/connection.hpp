@@ -20,9 +20,9 @@ struct ConnectionSettings {
   std::string username;  // empty: none sent
   std::string password;
   bool tls = false;
-  bool verifyTls = true;   // the broker's certificate chain and name
-  std::string caFile;      // PEM file of trusted CAs; empty: the system's
-  int keepaliveS = 60;     // between two packets, pinged when idle
+  bool verifyTls = true;            // the broker's certificate chain and name
+  std::string caFile;               // PEM file of trusted CAs; empty: the system's
+  int keepaliveS = 60;              // between two packets, pinged when idle
   std::int64_t timeoutMs = 10'000;  // to connect, and for each acknowledgement
 };
 

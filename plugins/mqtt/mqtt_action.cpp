@@ -178,8 +178,8 @@ std::vector<property::Schema> MqttAction::GetSchemas() {
   return MakeSchemas({
       Field<&M::GetHost, &M::SetHost>("host", "The broker's host name or address"),
       Field<&M::GetPort, &M::SetPort>("port", "The broker's port; 0: 1883, or 8883 with TLS"),
-      Field<&M::GetClientId, &M::SetClientId>(
-          "client_id", "The MQTT client id; empty: \"orv-<host name>-<action id>\""),
+      Field<&M::GetClientId, &M::SetClientId>("client_id",
+                                              "The MQTT client id; empty: \"orv-<host name>-<action id>\""),
       Field<&M::GetUsername, &M::SetUsername>("username", "The user name to log in with; empty: none"),
       SecretField<&M::GetPassword, &M::SetPassword>("password", "The password to log in with"),
       Field<&M::GetTls, &M::SetTls>("tls", "Whether the connection uses TLS"),

@@ -23,8 +23,8 @@ std::vector<std::string> MqttCourier::Secrets(MqttMessage const&) const {
 
 std::string MqttCourier::Destination(MqttMessage const& message) const {
   auto const& settings = connection_->GetSettings();
-  std::string destination = std::string(settings.tls ? "mqtts://" : "mqtt://") + settings.host + ":" +
-                            std::to_string(settings.port) + "/";
+  std::string destination =
+      std::string(settings.tls ? "mqtts://" : "mqtt://") + settings.host + ":" + std::to_string(settings.port) + "/";
   if (!message.publications.empty()) {
     destination += message.publications.front().topic;
   }

@@ -93,7 +93,8 @@ class MqttAction : public ::testing::Test {
 TEST_F(MqttAction, PublishesTheRenderedTopicAndJsonEscapedPayload) {
   Subscriber subscriber(broker_->Port(), "cams/#");
   Set(action_, "topic", " cams/{{the_event.type.string}}/{{the_event.name}} ");
-  Set(action_, "payload", R"({"name":"{{the_event.name}}","rule":"{{#the_event.Observable}}{{id}}{{/the_event.Observable}}"})");
+  Set(action_, "payload",
+      R"({"name":"{{the_event.name}}","rule":"{{#the_event.Observable}}{{id}}{{/the_event.Observable}}"})");
   EXPECT_EQ(Execute(MakeEvent("Door \"A\"\n")), 0U);
   auto const received = subscriber.Await(1);
   ASSERT_EQ(received.size(), 1U);
@@ -204,9 +205,9 @@ TEST_F(MqttAction, AWrongPasswordFailsWith13AndLogsTheBrokersReason) {
   Set(action_, "username", "camera");
   Set(action_, "password", "wrong");
   EXPECT_EQ(Execute(MakeEvent("e")), 13U);
-  EXPECT_EQ(Logged(), std::vector<std::string>{"orv.action.Mqtt: \"door\": the broker 127.0.0.1:" +
-                                               std::to_string(broker_->PasswordPort()) +
-                                               " refused the connection: Not authorized (reason code 135)"});
+  EXPECT_EQ(Logged(), std::vector<std::string>{
+                          "orv.action.Mqtt: \"door\": the broker 127.0.0.1:" + std::to_string(broker_->PasswordPort()) +
+                          " refused the connection: Not authorized (reason code 135)"});
 }
 
 TEST_F(MqttAction, NoCredentialsWhereTheyAreNeededFailWith13) {
@@ -219,10 +220,10 @@ TEST_F(MqttAction, NoCredentialsWhereTheyAreNeededFailWith13) {
 TEST_F(MqttAction, APublicationTheBrokerRejectsFailsWith13) {
   Set(action_, "topic", "forbidden/{{the_event.name}}");
   EXPECT_EQ(Execute(MakeEvent("e")), 13U);
-  EXPECT_EQ(Logged(), std::vector<std::string>{"orv.action.Mqtt: \"door\": the broker 127.0.0.1:" +
-                                               std::to_string(broker_->Port()) +
-                                               " rejected the message to \"forbidden/e\": Not authorized (reason code "
-                                               "135)"});
+  EXPECT_EQ(Logged(), std::vector<std::string>{
+                          "orv.action.Mqtt: \"door\": the broker 127.0.0.1:" + std::to_string(broker_->Port()) +
+                          " rejected the message to \"forbidden/e\": Not authorized (reason code "
+                          "135)"});
   // The connection stays usable for what is allowed.
   Subscriber subscriber(broker_->Port(), "allowed/#");
   Set(action_, "topic", "allowed/{{the_event.name}}");
@@ -233,8 +234,8 @@ TEST_F(MqttAction, APublicationTheBrokerRejectsFailsWith13) {
 TEST_F(MqttAction, AnUnresolvedNameFailsWith11) {
   Set(action_, "host", "broker.invalid");
   EXPECT_EQ(Execute(MakeEvent("e")), 11U);
-  EXPECT_EQ(Logged(),
-            std::vector<std::string>{"orv.action.Mqtt: \"door\": the broker's host name \"broker.invalid\" did not resolve"});
+  EXPECT_EQ(Logged(), std::vector<std::string>{
+                          "orv.action.Mqtt: \"door\": the broker's host name \"broker.invalid\" did not resolve"});
 }
 
 TEST_F(MqttAction, ARefusedConnectionFailsWith13) {
@@ -250,9 +251,9 @@ TEST_F(MqttAction, ABrokerThatNeverAnswersFailsWith12) {
   Set(action_, "port", object::Primitive<std::int64_t>(silent.Port()));
   Set(action_, "timeout_ms", object::Primitive<std::int64_t>(300));
   EXPECT_EQ(Execute(MakeEvent("e")), 12U);
-  EXPECT_EQ(Logged(), std::vector<std::string>{"orv.action.Mqtt: \"door\": the broker 127.0.0.1:" +
-                                               std::to_string(silent.Port()) +
-                                               " did not accept the connection within 300 ms"});
+  EXPECT_EQ(Logged(),
+            std::vector<std::string>{"orv.action.Mqtt: \"door\": the broker 127.0.0.1:" +
+                                     std::to_string(silent.Port()) + " did not accept the connection within 300 ms"});
 }
 
 TEST_F(MqttAction, PublishesOverTlsWithTheTrustedCa) {
@@ -303,8 +304,8 @@ TEST_F(MqttAction, AFailedTlsHandshakeFailsWith14) {
   EXPECT_EQ(Execute(MakeEvent("e")), 14U);
   ASSERT_EQ(Logged().size(), 1U);
   EXPECT_EQ(Logged()[0], "orv.action.Mqtt: \"door\": the TLS handshake with the broker 127.0.0.1:" +
-                            std::to_string(broker_->Port()) +
-                            " failed: OpenSSL Error[0]: error:0A000126:SSL routines::unexpected eof while reading");
+                             std::to_string(broker_->Port()) +
+                             " failed: OpenSSL Error[0]: error:0A000126:SSL routines::unexpected eof while reading");
 }
 
 TEST_F(MqttAction, ReconnectsAfterTheBrokerRestarts) {
@@ -448,10 +449,10 @@ TEST_F(MqttAction, AnnouncesItsRulesRetainedAndPublishesTheirState) {
   for (std::size_t i = 0; i < 2; ++i) {
     std::string const rule = i == 0 ? "17" : "18";
     EXPECT_EQ(configs[i].topic, "homeassistant/binary_sensor/" + device + "/" + rule + "/config");
-    EXPECT_EQ(configs[i].payload, R"({"device":{"identifiers":["orv_)" + device + R"("],"name":")" + host +
-                                      R"("},"name":"door rule )" + rule + R"(","payload_off":"OFF","payload_on":"ON",)" +
-                                      R"("state_topic":"orv/)" + device + "/rules/" + rule +
-                                      R"(/state","unique_id":"orv_)" + device + "_rule_" + rule + R"("})");
+    EXPECT_EQ(configs[i].payload,
+              R"({"device":{"identifiers":["orv_)" + device + R"("],"name":")" + host + R"("},"name":"door rule )" +
+                  rule + R"(","payload_off":"OFF","payload_on":"ON",)" + R"("state_topic":"orv/)" + device + "/rules/" +
+                  rule + R"(/state","unique_id":"orv_)" + device + "_rule_" + rule + R"("})");
     EXPECT_TRUE(configs[i].retain);
   }
   auto const received = states.Await(2);

@@ -49,8 +49,8 @@ TEST(MqttRender, AnEmptyPayloadTextGivesTheDataAsJson) {
 
 TEST(MqttRender, TheDefaultTopicNamesTheHostAndTheEventType) {
   MqttTemplate const mqtt;
-  mstch::map const data{
-      {"the_event", mstch::map{{"host", std::string("cam1")}, {"type", mstch::map{{"string", std::string("motion")}}}}}};
+  mstch::map const data{{"the_event", mstch::map{{"host", std::string("cam1")},
+                                                 {"type", mstch::map{{"string", std::string("motion")}}}}}};
   auto const rendered = Render(mqtt, data);
   ASSERT_TRUE(std::holds_alternative<Publication>(rendered));
   EXPECT_EQ(std::get<Publication>(rendered).topic, "orv/cam1/events/motion");
@@ -59,7 +59,8 @@ TEST(MqttRender, TheDefaultTopicNamesTheHostAndTheEventType) {
 TEST(MqttRender, AnEmptyTopicIsFailure9) {
   auto const rendered = Render(Template(" {{the_event.missing}} ", "p"), Data("x"));
   ASSERT_TRUE(std::holds_alternative<network::Failure>(rendered));
-  EXPECT_EQ(std::get<network::Failure>(rendered), (network::Failure{Code::RequestUriEmpty, "the topic rendered empty"}));
+  EXPECT_EQ(std::get<network::Failure>(rendered),
+            (network::Failure{Code::RequestUriEmpty, "the topic rendered empty"}));
 }
 
 TEST(MqttRender, ATopicThatCannotBePublishedToIsFailure10) {
@@ -109,7 +110,7 @@ TEST(MqttDiscovery, AnnouncesEachRuleOnceInOrderRetained) {
 
 TEST(MqttDiscovery, AnEventTurnsItsRuleOnAndOff) {
   EXPECT_EQ(StatePublications("cam1", 17, 0), (std::vector<Publication>{{"orv/cam1/rules/17/state", "ON", 0, true},
-                                                                         {"orv/cam1/rules/17/state", "OFF", 0, true}}));
+                                                                        {"orv/cam1/rules/17/state", "OFF", 0, true}}));
 }
 
 TEST(MqttCourier, StoresAndReadsBackEveryPublicationWithoutTheSettings) {
@@ -133,10 +134,9 @@ TEST(MqttCourier, RefusesBytesItDidNotStore) {
   EXPECT_THROW(courier.Decode("not cbor"), std::runtime_error);
   auto const other = nlohmann::json::to_cbor(nlohmann::json{{"v", 2}, {"publications", nlohmann::json::array()}});
   EXPECT_THROW(courier.Decode(std::string(other.begin(), other.end())), std::runtime_error);
-  auto const wildcard = nlohmann::json::to_cbor(
-      nlohmann::json{{"v", 1},
-                     {"publications",
-                      {{{"topic", "a/#"}, {"payload", nlohmann::json::binary({})}, {"qos", 1}, {"retain", false}}}}});
+  auto const wildcard = nlohmann::json::to_cbor(nlohmann::json{
+      {"v", 1},
+      {"publications", {{{"topic", "a/#"}, {"payload", nlohmann::json::binary({})}, {"qos", 1}, {"retain", false}}}}});
   EXPECT_THROW(courier.Decode(std::string(wildcard.begin(), wildcard.end())), std::runtime_error);
   auto const partial = nlohmann::json::to_cbor(nlohmann::json{{"v", 1}, {"publications", {{{"topic", "a"}}}}});
   EXPECT_THROW(courier.Decode(std::string(partial.begin(), partial.end())), std::runtime_error);

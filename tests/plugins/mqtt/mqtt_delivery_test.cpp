@@ -137,13 +137,15 @@ TEST_F(MqttDelivery, EveryQos1MessageArrivesAcrossABrokerRestartInTheMiddleOfABu
   ASSERT_TRUE(Eventually([&] { return Counters().sent == kMessages; }, seconds(60)))
       << "sent " << Counters().sent << ", pending " << Counters().pending;
   std::set<std::string> names;
-  EXPECT_TRUE(Eventually([&] {
-    names.clear();
-    for (auto const& message : subscriber.Messages()) {
-      names.insert(message.payload);
-    }
-    return names.size() == kMessages;
-  }, seconds(30)));
+  EXPECT_TRUE(Eventually(
+      [&] {
+        names.clear();
+        for (auto const& message : subscriber.Messages()) {
+          names.insert(message.payload);
+        }
+        return names.size() == kMessages;
+      },
+      seconds(30)));
   for (int i = 0; i < kMessages; ++i) {
     EXPECT_TRUE(names.contains("m" + std::to_string(i))) << "m" << i << " never arrived";
   }
@@ -169,10 +171,10 @@ TEST_F(MqttDelivery, AWrongPasswordIsRetriedWithTheBrokersReasonLogged) {
   EXPECT_EQ(pending[0].destination, "mqtt://127.0.0.1:" + std::to_string(broker_->PasswordPort()) + "/burst/e");
   auto const logged = Logged();
   ASSERT_FALSE(logged.empty());
-  EXPECT_EQ(logged[0], "orv.action.Mqtt: \"door\": delivery " + pending[0].deliveryId +
-                           " failed (transient, code 13): the broker 127.0.0.1:" +
-                           std::to_string(broker_->PasswordPort()) +
-                           " refused the connection: Not authorized (reason code 135)");
+  EXPECT_EQ(logged[0],
+            "orv.action.Mqtt: \"door\": delivery " + pending[0].deliveryId +
+                " failed (transient, code 13): the broker 127.0.0.1:" + std::to_string(broker_->PasswordPort()) +
+                " refused the connection: Not authorized (reason code 135)");
   EXPECT_EQ(Counters().sent, 0U);
   // Set right, the message goes out.
   Subscriber subscriber(broker_->Port(), "burst/#");

@@ -154,9 +154,12 @@ void Subscriber::OnSubscribe(mosquitto*, void* self, int, int, int const*, mosqu
 void Subscriber::OnMessage(mosquitto*, void* self, mosquitto_message const* message,
                            mosquitto_property const* properties) {
   auto& subscriber = *static_cast<Subscriber*>(self);
-  Received received{message->topic,
-                    std::string(static_cast<char const*>(message->payload), static_cast<std::size_t>(message->payloadlen)),
-                    message->qos, message->retain, {}};
+  Received received{
+      message->topic,
+      std::string(static_cast<char const*>(message->payload), static_cast<std::size_t>(message->payloadlen)),
+      message->qos,
+      message->retain,
+      {}};
   char* name = nullptr;
   char* value = nullptr;
   if (mosquitto_property_read_string_pair(properties, MQTT_PROP_USER_PROPERTY, &name, &value, false) != nullptr) {
