@@ -324,9 +324,13 @@ std::optional<network::Failure> Connection::PublishOne(Publication const& public
                               "\" within " + std::to_string(settings_.timeoutMs) + " ms"};
 }
 
+bool IsMqttText(std::string const& text) {
+  return text.size() <= 65535 &&
+         mosquitto_validate_utf8(text.data(), static_cast<int>(text.size())) == MOSQ_ERR_SUCCESS;
+}
+
 bool IsPublishableTopic(std::string const& topic) {
-  return !topic.empty() && topic.size() <= 65535 && topic.find('\0') == std::string::npos &&
-         mosquitto_validate_utf8(topic.data(), static_cast<int>(topic.size())) == MOSQ_ERR_SUCCESS &&
+  return !topic.empty() && IsMqttText(topic) &&
          mosquitto_pub_topic_check2(topic.data(), topic.size()) == MOSQ_ERR_SUCCESS;
 }
 

@@ -80,7 +80,12 @@ class Connection {
 };
 
 // Whether `topic` is one a message may be published to: not empty, at most
-// 65535 bytes of UTF-8 without NUL, and free of the wildcards + and #.
+// 65535 bytes of UTF-8 without control characters (as libmosquitto checks
+// it), and free of the wildcards + and #.
 bool IsPublishableTopic(std::string const& topic);
+
+// Whether `text` may go into an MQTT string (a client id, a user name): at
+// most 65535 bytes of UTF-8 without control characters.
+bool IsMqttText(std::string const& text);
 
 }  // namespace orv::plugins::mqtt

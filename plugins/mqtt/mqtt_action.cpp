@@ -89,16 +89,20 @@ class MqttAction : public network::NetworkAction<MqttAction, MqttMessage> {
   }
   std::string const& GetClientId() const noexcept { return settings_.clientId; }
   void SetClientId(std::string id) {
-    settings_.clientId = std::move(id);
+    settings_.clientId = CheckText("client_id", std::move(id));
     SettingsChanged();
   }
   std::string const& GetUsername() const noexcept { return settings_.username; }
   void SetUsername(std::string username) {
-    settings_.username = std::move(username);
+    settings_.username = CheckText("username", std::move(username));
     SettingsChanged();
   }
   std::string const& GetPassword() const noexcept { return settings_.password; }
   void SetPassword(std::string password) {
+    // Binary data in MQTT: any bytes, but no longer than a string.
+    if (password.size() > 65535) {
+      throw std::invalid_argument("password is longer than 65535 bytes");
+    }
     settings_.password = std::move(password);
     SettingsChanged();
   }
@@ -147,14 +151,26 @@ class MqttAction : public network::NetworkAction<MqttAction, MqttMessage> {
   std::string const& GetDiscoveryPrefix() const noexcept { return discoveryPrefix_; }
   void SetDiscoveryPrefix(std::string prefix) {
     if (!prefix.empty() && !IsPublishableTopic(prefix + "/x")) {
-      throw std::invalid_argument("discovery_prefix '" + prefix +
-                                  "' is not a topic: it holds a wildcard (+ or #), a NUL or text that is not UTF-8");
+      throw std::invalid_argument(
+          "discovery_prefix '" + prefix +
+          "' is not a topic: it holds a wildcard (+ or #), a control character or text that is not UTF-8");
     }
     discoveryPrefix_ = std::move(prefix);
     SettingsChanged();
   }
 
  private:
+  // `text`, which MQTT carries as a string; throws std::invalid_argument
+  // naming the property otherwise.
+  static std::string CheckText(char const* property, std::string text) {
+    if (!IsMqttText(text)) {
+      throw std::invalid_argument(std::string(property) +
+                                  " is not MQTT text: it holds a control character or text that is not UTF-8, or is "
+                                  "longer than 65535 bytes");
+    }
+    return text;
+  }
+
   // The ids of the rules this action listens to.
   std::vector<std::uint32_t> Rules() const {
     std::vector<std::uint32_t> rules;

@@ -13,10 +13,11 @@ std::variant<Publication, network::Failure> Render(MqttTemplate const& mqtt, mst
     return network::Failure{Code::RequestUriEmpty, "the topic rendered empty"};
   }
   if (!IsPublishableTopic(topic)) {
-    return network::Failure{Code::RequestUriUnparsable,
-                            "the rendered topic \"" + network::Excerpt(topic, 200) +
-                                "\" cannot be published to: it holds a wildcard (+ or #), a NUL or text that is not "
-                                "UTF-8, or is longer than 65535 bytes"};
+    return network::Failure{
+        Code::RequestUriUnparsable,
+        "the rendered topic \"" + network::Excerpt(topic, 200) +
+            "\" cannot be published to: it holds a wildcard (+ or #), a control character or text that is not "
+            "UTF-8, or is longer than 65535 bytes"};
   }
   std::string payload = mqtt.payloadText.empty() ? action::TemplateDataToJson(data) : mqtt.payload.Render(data);
   return Publication{std::move(topic), std::move(payload), mqtt.qos, mqtt.retain};

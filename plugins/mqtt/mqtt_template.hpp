@@ -28,7 +28,7 @@ struct MqttTemplate {
 // JSON escaping, or, when the payload text is empty, the data as one line of
 // JSON (TemplateDataToJson). The failure (code 9) when the topic renders
 // empty, or (code 10) when it cannot be published to (a wildcard + or #, a
-// NUL, longer than 65535 bytes). A pure function of its arguments; throws
+// control character, not UTF-8, longer than 65535 bytes). A pure function of its arguments; throws
 // only what rendering throws.
 std::variant<Publication, network::Failure> Render(MqttTemplate const& mqtt, mstch::map const& data);
 

@@ -344,7 +344,7 @@ TEST_F(MqttAction, ATopicWithAWildcardFailsWith10) {
   ASSERT_EQ(Logged().size(), 2U);
   EXPECT_EQ(Logged()[0],
             "orv.action.Mqtt: \"door\": the rendered topic \"cams/a+b\" cannot be published to: it holds a wildcard "
-            "(+ or #), a NUL or text that is not UTF-8, or is longer than 65535 bytes");
+            "(+ or #), a control character or text that is not UTF-8, or is longer than 65535 bytes");
 }
 
 TEST_F(MqttAction, TestPublishesAtOnceAndReportsTheOutcome) {
@@ -420,12 +420,29 @@ TEST_F(MqttAction, RefusesValuesOutOfRangeNamingThem) {
   EXPECT_EQ(refused("port", 70000), "port 70000 is not between 0 and 65535");
   EXPECT_EQ(refused("keepalive_s", 4), "keepalive_s 4 is not between 5 and 65535");
   EXPECT_EQ(refused("timeout_ms", 0), "timeout_ms 0 is not between 1 and 3600000");
+  auto const refusedText = [&](char const* name, std::string const& value) -> std::string {
+    try {
+      Set(action_, name, value.c_str());
+    } catch (std::exception const& error) {
+      return error.what();
+    }
+    return "accepted";
+  };
+  EXPECT_EQ(refusedText("client_id", "cam\n1"),
+            "client_id is not MQTT text: it holds a control character or text that is not UTF-8, or is longer than "
+            "65535 bytes");
+  EXPECT_EQ(refusedText("username", "\xff"),
+            "username is not MQTT text: it holds a control character or text that is not UTF-8, or is longer than "
+            "65535 bytes");
+  EXPECT_EQ(refusedText("password", std::string(65536, 'p')), "password is longer than 65535 bytes");
+  EXPECT_EQ(refusedText("client_id", "ä-camera"), "accepted");
   try {
     Set(action_, "discovery_prefix", "home/#");
     FAIL() << "accepted";
   } catch (std::exception const& error) {
     EXPECT_STREQ(error.what(),
-                 "discovery_prefix 'home/#' is not a topic: it holds a wildcard (+ or #), a NUL or text that is not "
+                 "discovery_prefix 'home/#' is not a topic: it holds a wildcard (+ or #), a control character or text "
+                 "that is not "
                  "UTF-8");
   }
 }

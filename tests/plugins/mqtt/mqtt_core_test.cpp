@@ -71,7 +71,8 @@ TEST(MqttRender, ATopicThatCannotBePublishedToIsFailure10) {
   }
   auto const rendered = Render(Template("t/{{the_event.name}}", "p"), Data("a+b"));
   EXPECT_EQ(std::get<network::Failure>(rendered).detail,
-            "the rendered topic \"t/a+b\" cannot be published to: it holds a wildcard (+ or #), a NUL or text that is "
+            "the rendered topic \"t/a+b\" cannot be published to: it holds a wildcard (+ or #), a control character or "
+            "text that is "
             "not UTF-8, or is longer than 65535 bytes");
 }
 
@@ -86,6 +87,17 @@ TEST(MqttTopic, TellsWhichTopicsCanBePublishedTo) {
   EXPECT_FALSE(IsPublishableTopic("a+b"));
   EXPECT_FALSE(IsPublishableTopic(std::string("a\0b", 3)));
   EXPECT_FALSE(IsPublishableTopic("\xc3"));
+  EXPECT_FALSE(IsPublishableTopic("a\nb"));
+  EXPECT_FALSE(IsPublishableTopic("a\x7f"));
+}
+
+TEST(MqttText, TakesUtf8WithoutControlCharactersUpTo65535Bytes) {
+  EXPECT_TRUE(IsMqttText(""));
+  EXPECT_TRUE(IsMqttText("ä+#"));
+  EXPECT_TRUE(IsMqttText(std::string(65535, 'a')));
+  EXPECT_FALSE(IsMqttText(std::string(65536, 'a')));
+  EXPECT_FALSE(IsMqttText("a\tb"));
+  EXPECT_FALSE(IsMqttText("\xff"));
 }
 
 TEST(MqttDiscovery, TheDeviceIdKeepsOnlySafeCharacters) {
