@@ -557,7 +557,12 @@ TEST_F(Program, TheBundledDeviceRunsAsTheReadmeShows) {
   ASSERT_NE(start, std::string::npos);
   std::size_t const end = readme.find("```", start + command.size());
   ASSERT_NE(end, std::string::npos);
-  Outcome const outcome = Run({"run", kExamples + "/device/config.json", kExamples + "/device/events.jsonl"});
+  // Run as the README runs it, from the root of a tree holding the example
+  // (a copy: the run opens its outbox beside the configuration).
+  fs::create_directories(dir_ / "examples/device");
+  Write("examples/device/config.json", Slurp(kExamples + "/device/config.json"));
+  Write("examples/device/events.jsonl", Slurp(kExamples + "/device/events.jsonl"));
+  Outcome const outcome = Run({"run", "examples/device/config.json", "examples/device/events.jsonl"});
   EXPECT_EQ(outcome.exit, 0) << outcome.err;
   EXPECT_EQ(outcome.out, readme.substr(start + command.size(), end - start - command.size()));
 }

@@ -303,7 +303,7 @@ TEST_F(StudioApiTest, TestRefusesWhatCannotBeFired) {
        422,
        Error("action",
              "request body:1:9: $.type: unknown action type 'no.such.Type'; the registered types are "
-             "orv.action.File, orv.action.Mail, orv.action.Request")},
+             "orv.action.File, orv.action.Mail, orv.action.Mqtt, orv.action.Request")},
       {{{"type", "orv.action.File"}, {"properties", {{"nope", 1}}}},
        422,
        Error("action",
