@@ -308,4 +308,46 @@ void BM_BarePublishPipelined(benchmark::State& state) {
 }
 BENCHMARK(BM_BarePublishPipelined)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// Bursts of 100 of the action's Execute (no outbox) and of bare publishes,
+// each waited for, alternated in one loop so that a shared machine's load
+// falls on both alike; each burst timed until the subscriber has it. Reports
+// both rates and their ratio (bare time over Execute time).
+void BM_ExecuteAgainstBare(benchmark::State& state) {
+  using Clock = std::chrono::steady_clock;
+  constexpr int kAlternate = 100;
+  int const qos = static_cast<int>(state.range(0));
+  Client subscriber("bench/#");
+  Client publisher;
+  auto const action = MakeMqttAction(qos);
+  auto const& executing = static_cast<orv::action::Action const&>(*action);
+  auto const event = MakeEvent();
+  Clock::duration execute{};
+  Clock::duration bare{};
+  for (auto _ : state) {
+    auto const start = Clock::now();
+    auto target = subscriber.Received() + kAlternate;
+    for (int i = 0; i < kAlternate; ++i) {
+      executing.Execute(event);
+    }
+    subscriber.AwaitReceived(target);
+    auto const afterExecute = Clock::now();
+    target = subscriber.Received() + kAlternate;
+    for (int i = 0; i < kAlternate; ++i) {
+      auto const done = publisher.Published() + 1;
+      publisher.Publish(kPayload, qos);
+      publisher.AwaitPublished(done);
+    }
+    subscriber.AwaitReceived(target);
+    auto const end = Clock::now();
+    execute += afterExecute - start;
+    bare += end - afterExecute;
+  }
+  auto const seconds = [](Clock::duration d) { return std::chrono::duration<double>(d).count(); };
+  auto const messages = static_cast<double>(state.iterations()) * kAlternate;
+  state.counters["execute_per_s"] = messages / seconds(execute);
+  state.counters["bare_per_s"] = messages / seconds(bare);
+  state.counters["ratio"] = seconds(bare) / seconds(execute);
+}
+BENCHMARK(BM_ExecuteAgainstBare)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(3);
+
 }  // namespace
