@@ -59,7 +59,7 @@ set(CPACK_COMPONENT_TOOL_DESCRIPTION
   "orv-action program and the action plug-ins\n"
   "orv-action shows the template data of events, renders templates, lists and fires\n"
   "action types and runs a device's actions on recorded events. The plug-ins provide\n"
-  "orv.action.File, orv.action.Request (HTTP) and orv.action.Mail (SMTP).")
+  "orv.action.File, orv.action.Request (HTTP), orv.action.Mail (SMTP) and orv.action.Mqtt (MQTT).")
 set(CPACK_COMPONENT_TOOL_DEPENDS libraries)
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME orv-action)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)

@@ -31,7 +31,7 @@ library_packages=(
   libmstch-dev libcereal-dev nlohmann-json3-dev libcli11-dev
   libcurl4-openssl-dev libgmime-3.0-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libsqlite3-dev
+  libsqlite3-dev libmosquitto-dev
   libcpp-httplib-dev
 )
 
@@ -53,7 +53,7 @@ install_missing() {
 
 native() {
   install_missing cmake g++ make pkg-config clang-format dpkg-dev \
-    "${library_packages[@]}" openssl python3-aiosmtpd chromium
+    "${library_packages[@]}" openssl python3-aiosmtpd chromium mosquitto mosquitto-clients
 }
 
 # libFuzzer and the sanitizers' runtime come with clang's runtime package.

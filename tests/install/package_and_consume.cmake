@@ -12,7 +12,7 @@ run(cpack -G DEB --config "${BUILD_DIR}/CPackConfig.cmake" -B "${packages}")
 # package name -> what its Depends must name
 set(depends_liborv-action1 "libboost-filesystem1.74.0" "libstdc++6" "libc6")
 set(depends_liborv-action-dev "liborv-action1 (= " "libboost-dev" "libmstch-dev" "libcereal-dev")
-set(depends_orv-action "liborv-action1 (= " "libcurl4" "libgmime-3.0-0")
+set(depends_orv-action "liborv-action1 (= " "libcurl4" "libgmime-3.0-0" "libmosquitto1")
 foreach(package liborv-action1 liborv-action-dev orv-action)
   file(GLOB deb "${packages}/${package}_*.deb")
   if(NOT deb)

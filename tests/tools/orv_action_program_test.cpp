@@ -8,6 +8,7 @@
 
 #include "golden_event.hpp"
 #include "orv/action/serialize.hpp"
+#include "orv/action/template_data_json.hpp"
 #include "orv/meta/data/armed.hpp"
 #include "orv/meta/data/channel.hpp"
 #include "orv/meta/data/classification/confidence.hpp"
@@ -34,7 +35,6 @@
 #include "orv/meta/data/zone.hpp"
 #include "orv/test/scoped_time_zone.hpp"
 #include "program.hpp"
-#include "template_data_json.hpp"
 
 namespace orv::tool {
 namespace {
@@ -49,7 +49,7 @@ using testing::Slurp;
 
 // The template data of `event`, as `data` prints it.
 std::string DataText(std::shared_ptr<data::Event const> const& event) {
-  return ToJson(action::SerializeEvent(event)).dump(2) + "\n";
+  return action::TemplateDataToJson(action::SerializeEvent(event), 2) + "\n";
 }
 
 TEST_F(Program, WithoutACommandPrintsTheCommandsAndFails) {
@@ -399,7 +399,7 @@ TEST_F(Program, TestRefusesUnknownTypesPropertiesAndBadValues) {
   EXPECT_EQ(type.exit, 1);
   EXPECT_EQ(type.err,
             "orv-action test: unknown action type 'orv.action.Nope'; the registered types are orv.action.File, "
-            "orv.action.Mail, orv.action.Request, orv.test.plugin.Echo\n");
+            "orv.action.Mail, orv.action.Mqtt, orv.action.Request, orv.test.plugin.Echo\n");
   Outcome const property = Run({"test", "orv.action.File", "--set", "pth=x"});
   EXPECT_EQ(property.exit, 1);
   EXPECT_EQ(property.err,
@@ -499,7 +499,8 @@ TEST_F(Program, RunRefusesBadConfigurationsBeforeAnythingRuns) {
   Write("type.json", R"({"armed": true, "actions": [{"type": "orv.action.Fax", "name": "m", "rules": []}]})");
   EXPECT_EQ(Run({"run", "type.json"}, EventLine("one", 17)).err,
             "orv-action run: type.json:1:38: $.actions[0].type: unknown action type 'orv.action.Fax'; the registered "
-            "types are orv.action.File, orv.action.Mail, orv.action.Request, orv.test.plugin.Echo\n");
+            "types are orv.action.File, orv.action.Mail, orv.action.Mqtt, orv.action.Request, "
+            "orv.test.plugin.Echo\n");
   Write(
       "property.json",
       R"({"armed": true, "actions": [{"type": "orv.action.File", "name": "f", "rules": [], "properties": {"colour": "red"}}]})");
@@ -556,7 +557,12 @@ TEST_F(Program, TheBundledDeviceRunsAsTheReadmeShows) {
   ASSERT_NE(start, std::string::npos);
   std::size_t const end = readme.find("```", start + command.size());
   ASSERT_NE(end, std::string::npos);
-  Outcome const outcome = Run({"run", kExamples + "/device/config.json", kExamples + "/device/events.jsonl"});
+  // Run as the README runs it, from the root of a tree holding the example
+  // (a copy: the run opens its outbox beside the configuration).
+  fs::create_directories(dir_ / "examples/device");
+  Write("examples/device/config.json", Slurp(kExamples + "/device/config.json"));
+  Write("examples/device/events.jsonl", Slurp(kExamples + "/device/events.jsonl"));
+  Outcome const outcome = Run({"run", "examples/device/config.json", "examples/device/events.jsonl"});
   EXPECT_EQ(outcome.exit, 0) << outcome.err;
   EXPECT_EQ(outcome.out, readme.substr(start + command.size(), end - start - command.size()));
 }

@@ -10,7 +10,8 @@
 
 #include "event_file.hpp"
 #include "orv/action/loader.hpp"
-#include "template_data_json.hpp"
+#include "orv/action/serialize.hpp"
+#include "orv/action/template_data_json.hpp"
 
 namespace orv::tool::studio {
 namespace {
@@ -65,10 +66,10 @@ TEST_F(StudioApi, ExamplesListsTheEventsTheTemplateAndTheEscapings) {
 TEST_F(StudioApi, DataIsWhatTheDataCommandPrints) {
   Response const byId = api_.Data(R"({"event": {"id": "golden"}})");
   EXPECT_EQ(byId.status, 200);
-  EXPECT_EQ(byId.body, json({{"data", TemplateDataOf(golden_)}}));
+  EXPECT_EQ(byId.body, json({{"data", json::parse(action::TemplateDataToJson(action::SerializeEvent(golden_)))}}));
   Response const pasted = api_.Data(json({{"event", {{"json", Slurp(kGoldenPath)}}}}).dump());
   EXPECT_EQ(pasted.status, 200);
-  EXPECT_EQ(pasted.body, json({{"data", TemplateDataOf(golden_)}}));
+  EXPECT_EQ(pasted.body, json({{"data", json::parse(action::TemplateDataToJson(action::SerializeEvent(golden_)))}}));
 }
 
 TEST_F(StudioApi, DataRefusesBadRequests) {
@@ -302,7 +303,7 @@ TEST_F(StudioApiTest, TestRefusesWhatCannotBeFired) {
        422,
        Error("action",
              "request body:1:9: $.type: unknown action type 'no.such.Type'; the registered types are "
-             "orv.action.File, orv.action.Mail, orv.action.Request")},
+             "orv.action.File, orv.action.Mail, orv.action.Mqtt, orv.action.Request")},
       {{{"type", "orv.action.File"}, {"properties", {{"nope", 1}}}},
        422,
        Error("action",

@@ -6,7 +6,8 @@
 #include "../bundled.hpp"
 #include "../commands.hpp"
 #include "../event_file.hpp"
-#include "../template_data_json.hpp"
+#include "orv/action/serialize.hpp"
+#include "orv/action/template_data_json.hpp"
 
 namespace orv::tool {
 
@@ -21,7 +22,7 @@ Command AddDataCommand(CLI::App& program) {
   return {parser, [path](std::ostream& out, std::ostream&) {
             auto const event =
                 path->empty() ? ReadEvent(SourceText("<bundled event>", bundled::kEvent)) : ReadEventFile(*path);
-            out << TemplateDataOf(event).dump(2) << '\n';
+            out << action::TemplateDataToJson(action::SerializeEvent(event), 2) << '\n';
             return 0;
           }};
 }

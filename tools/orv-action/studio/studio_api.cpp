@@ -15,10 +15,10 @@
 #include "../limits.hpp"
 #include "../message_text.hpp"
 #include "../property_values.hpp"
-#include "../template_data_json.hpp"
 #include "../template_error.hpp"
 #include "../template_rendering.hpp"
 #include "orv/action/serialize.hpp"
+#include "orv/action/template_data_json.hpp"
 #include "orv/templating/syntax_error.hpp"
 #include "orv/templating/template.hpp"
 
@@ -212,7 +212,7 @@ Response Api::Data(std::string const& body) const {
     RequestBody const request(body);
     request.Root().OnlyFields({"event"});
     auto const event = ChosenEvent(request.Root()["event"], events_);
-    return Response{kOk, {{"data", TemplateDataOf(event)}}};
+    return Response{kOk, {{"data", nlohmann::json::parse(action::TemplateDataToJson(action::SerializeEvent(event)))}}};
   });
 }
 

@@ -1,11 +1,10 @@
-#include "template_data_json.hpp"
+#include "orv/action/template_data_json.hpp"
 
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 
-#include "orv/action/serialize.hpp"
-
-namespace orv::tool {
+namespace orv::action {
 namespace {
 
 class ToJsonVisitor : public boost::static_visitor<nlohmann::json> {
@@ -46,10 +45,11 @@ class ToJsonVisitor : public boost::static_visitor<nlohmann::json> {
 
 }  // namespace
 
-nlohmann::json ToJson(mstch::node const& data) { return boost::apply_visitor(ToJsonVisitor("$"), data); }
-
-nlohmann::json TemplateDataOf(std::shared_ptr<meta::data::Event const> const& event) {
-  return ToJson(action::SerializeEvent(event));
+std::string TemplateDataToJson(mstch::node const& data, int indent) {
+  // Event texts come from devices and files: a stray byte must not make the
+  // whole notification fail.
+  return boost::apply_visitor(ToJsonVisitor("$"), data)
+      .dump(indent < 0 ? -1 : indent, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-}  // namespace orv::tool
+}  // namespace orv::action
