@@ -11,7 +11,8 @@
 #
 # Each target starts from its committed seeds in fuzz/corpus/seed/<target>/ and
 # keeps what it finds in fuzz/corpus/run/<target>/ (not committed), so later
-# runs go on from there. Options: FUZZ_JOBS (targets run at once).
+# runs go on from there. Options: FUZZ_JOBS (targets run at once), FUZZ_SEED
+# (libFuzzer's random seed, for runs that mutate the same way each time).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root="$PWD"
@@ -100,7 +101,11 @@ run() {
   local status=0
   # The fuzzer stops itself after SECONDS; the time-out only ends a run that
   # cannot (a hang outside any one input).
-  timeout --kill-after=10 $((seconds + 120)) "$bin/$target" "${list[@]}" -max_total_time="$seconds" \
+  local seed=()
+  if [ -n "${FUZZ_SEED:-}" ]; then
+    seed=(-seed="$FUZZ_SEED")
+  fi
+  timeout --kill-after=10 $((seconds + 120)) "$bin/$target" "${list[@]}" "${seed[@]}" -max_total_time="$seconds" \
     -artifact_prefix="$artifacts/$target-" "fuzz/corpus/run/$target" "fuzz/corpus/seed/$target" \
     > "$logs/$target.log" 2>&1 || status=$?
   echo "$status" > "$logs/$target.status"
