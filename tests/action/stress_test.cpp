@@ -97,7 +97,10 @@ TEST(ActionStress, NoEventReachesAnActionBeingDestroyed) {
   stop = true;
   publisher.join();
   EXPECT_EQ(rounds, kRounds) << "the publisher stopped delivering";
-  EXPECT_EQ(round.overlaps.load(), kRounds);
+  // At least one delivery per round overlapped the destruction. More may: a
+  // delivery can begin after the first ends and before the subscription is
+  // gone, while the action is still whole (the canary checks that).
+  EXPECT_GE(round.overlaps.load(), kRounds);
   EXPECT_EQ(round.callsOnDeadActions.load(), 0);
   EXPECT_EQ(source->GetSubscriptionCount(), 0U);
 }
